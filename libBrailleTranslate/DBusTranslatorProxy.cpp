@@ -1,0 +1,110 @@
+#include <libBrailleTranslate/DBusTranslatorProxy.h>
+
+#include <libBrailleTranslate/FailureLog.h>
+#include <libBrailleTranslate/ServiceCall.h>
+
+#include <stdexcept>
+#include <utility>
+
+// The signature that a log record carries names a parameter's type as it is written.
+using string = std::string;
+
+namespace {
+
+string requireText(const char* text, const char* what)
+{
+    if (text == nullptr)
+        throw std::logic_error(string("DBusTranslatorProxy: ") + what + " is null");
+    return text;
+}
+
+std::unique_ptr<sdbus::IProxy> openProxy(const char* objectPath, const char* busName)
+{
+    string destination = requireText(busName, "busName");
+    string path = requireText(objectPath, "objectPath");
+    // The thread that the binding starts inherits the mask, so that no handler
+    // of the host runs on it while it lives.
+    const service_call::SignalGuard guard;
+    return sdbus::createProxy(std::move(destination), std::move(path));
+}
+
+/**
+ * Ends the thread that the binding has started for signals and asynchronous
+ * calls, of which there are none. Left alone it would end the host's process
+ * when the bus goes away, and each call would pay for a hand-over to it.
+ */
+void leaveEventLoop(sdbus::IProxy& proxy)
+{
+    try {
+        proxy.getConnection().leaveEventLoop();
+    } catch (const std::exception&) {
+        // Calls work with the loop running, too.
+    }
+}
+
+TranslationReply translate(sdbus::IProxy& proxy, const char* method, const string& id,
+                           const std::vector<uint32_t>& codePoints, int cursor)
+{
+    return service_call::ask<TranslationReply>(proxy, method, id, codePoints, cursor);
+}
+
+} // namespace
+
+DBusTranslatorProxy::DBusTranslatorProxy(const char* objectPath, const char* busName)
+    : proxyHolder(openProxy(objectPath, busName)), sdbusProxy(*proxyHolder)
+{
+    try {
+        sdbusProxy.finishRegistration();
+    } catch (const std::exception& error) {
+        LOG_FAILURE(error);
+    }
+    leaveEventLoop(sdbusProxy);
+}
+
+DBusTranslatorProxy::~DBusTranslatorProxy()
+{
+    try {
+        proxyHolder->unregister();
+    } catch (const std::exception& error) {
+        LOG_FAILURE(error);
+    }
+}
+
+// The two translations spell their return type out: their log records carry it.
+
+sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vector<uint32_t>,
+              std::vector<uint32_t>, std::string>
+DBusTranslatorProxy::forwardW_proxy(std::string& id, const std::wstring& text, int cursor)
+{
+    const std::vector<uint32_t> codePoints(text.begin(), text.end());
+    TranslationReply result;
+    try {
+        result = translate(sdbusProxy, "forwardW", id, codePoints, cursor);
+    } catch (const std::exception& error) {
+        LOG_FAILURE(error);
+    }
+    return result;
+}
+
+sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vector<uint32_t>,
+              std::vector<uint32_t>, std::string>
+DBusTranslatorProxy::backW_proxy(std::string& id, const std::wstring& text, int cursor)
+{
+    const std::vector<uint32_t> codePoints(text.begin(), text.end());
+    TranslationReply result;
+    try {
+        result = translate(sdbusProxy, "backW", id, codePoints, cursor);
+    } catch (const std::exception& error) {
+        LOG_FAILURE(error);
+    }
+    return result;
+}
+
+void DBusTranslatorProxy::changeLanguageProfile_proxy(const string& profile)
+{
+    try {
+        service_call::tell(sdbusProxy, "changeLanguageProfile", profile);
+    } catch (const std::exception& error) {
+        LOG_FAILURE(error);
+    }
+}

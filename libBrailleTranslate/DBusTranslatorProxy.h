@@ -1,0 +1,103 @@
+#ifndef LIBBRAILLETRANSLATE_DBUSTRANSLATORPROXY_H
+#define LIBBRAILLETRANSLATE_DBUSTRANSLATORPROXY_H
+
+#include <libBrailleTranslate/Export.h>
+#include <sdbus-c++/IProxy.h>
+#include <sdbus-c++/Types.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+/**
+ * The service's reply to a translation, D-Bus signature "(biaiabauaus)":
+ *
+ * 0. success, for diagnostics only
+ * 1. a number, for diagnostics only
+ * 2. position map: for each code point of the input, and for its end, the
+ *    position in the output, both 0-based
+ * 3. which entries of the position map are known; its length may differ
+ * 4. the output text, one code point per element
+ * 5. the input text as the service read it, one code point per element
+ * 6. UTF-8 text, for diagnostics only
+ */
+using TranslationReply = sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>,
+                                       std::vector<uint32_t>, std::vector<uint32_t>, std::string>;
+
+/** The service's description of a translator, "(isbs)": grade, name, a flag, identifier. */
+using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
+
+/**
+ * The one link to the Translator service: a connection to the D-Bus system bus
+ * and a proxy for the service's object on it.
+ *
+ * Most applications never name this class: Translation makes the one that they
+ * need and lends it to its handles.
+ *
+ * Failures: the three service operations never report any. A failed call (no
+ * service, an error reply, no reply in time, a reply of another shape) writes
+ * one ERROR record to the host's logger and returns the neutral value. Nothing
+ * is retried, and a lost bus is not opened again: make a new object then.
+ * Exceptions that do not derive from std::exception pass through.
+ *
+ * Blocking: a call waits for its reply up to the D-Bus library's time-out, 25 s
+ * or the environment's SYSTEMD_BUS_TIMEOUT. A call given up on still counts at
+ * the bus as pending; after 128 of them (the bus's default limit) every call
+ * fails until the service answers or goes away.
+ *
+ * Threads: one object, and all handles and results that borrow it, belong to
+ * one thread at a time. Separate objects are independent. No thread stays
+ * running. After fork() the object is of no use to the child: its calls fail
+ * there, and the parent does not notice.
+ */
+class BRAILLETRANSLATE_EXPORT DBusTranslatorProxy
+{
+    std::unique_ptr<sdbus::IProxy> proxyHolder;
+
+public:
+    /**
+     * Opens a system-bus connection of its own. Makes no service call; the
+     * service need not be running.
+     *
+     * objectPath, busName: where the service's object is; copied.
+     *
+     * Throws std::logic_error if either is null (busName is looked at first),
+     * before anything else happens; the binding's exception, derived from
+     * std::exception, if there is no bus or a name is malformed. A bus that
+     * accepts the connection and then stays silent blocks for 25 s to 90 s.
+     */
+    DBusTranslatorProxy(const char* objectPath, const char* busName);
+
+    /** Closes the connection. Throws nothing. Handles may be destroyed after it, not used. */
+    ~DBusTranslatorProxy();
+
+    /**
+     * Translates print to braille.
+     *
+     * id: the translator's identifier; only read.
+     * text: one code point per element, any length; sent as it is, unchecked.
+     * cursor: the position in text, in code points and 0-based, at which the
+     *   position map must be exact; any int, sent as it is.
+     *
+     * Returns the service's reply; on failure, and for a reply without a body,
+     * false, 0 and empty arrays and text. Throws std::bad_alloc if there is no
+     * memory for a copy of the text.
+     */
+    TranslationReply forwardW_proxy(std::string& id, const std::wstring& text, int cursor);
+
+    /** Translates braille to print: as forwardW_proxy(), with braille in text. */
+    TranslationReply backW_proxy(std::string& id, const std::wstring& text, int cursor);
+
+    /**
+     * Switches the service, for all its clients, to the language profile of
+     * that name (UTF-8; may be empty) and waits until it has done so. The caller
+     * is not told whether it worked.
+     */
+    void changeLanguageProfile_proxy(const std::string& profile);
+
+    /** The same proxy that this object owns, never dangling before its end. */
+    sdbus::IProxy& sdbusProxy;
+};
+
+#endif

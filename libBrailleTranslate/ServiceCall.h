@@ -1,0 +1,115 @@
+/** The one way in which the library calls the Translator service. Internal. */
+#ifndef LIBBRAILLETRANSLATE_SERVICECALL_H
+#define LIBBRAILLETRANSLATE_SERVICECALL_H
+
+#include <sdbus-c++/IConnection.h>
+#include <sdbus-c++/IProxy.h>
+#include <sdbus-c++/Message.h>
+#include <sdbus-c++/Types.h>
+
+#include <csignal>
+#include <exception>
+#include <tuple>
+#include <utility>
+
+namespace service_call {
+
+constexpr const char* INTERFACE = "braille.translator";
+
+/**
+ * Keeps signal handlers off the calling thread while it waits for the bus.
+ *
+ * The bus library gives a call up when a handler interrupts it, so a host's
+ * timer would make translations fail. What ends a program stays open: a person
+ * who presses Ctrl-C must not have to wait for a time-out.
+ */
+class SignalGuard
+{
+public:
+    SignalGuard()
+    {
+        sigset_t blocked;
+        sigfillset(&blocked);
+        for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS})
+            sigdelset(&blocked, fault);
+        for (const int end : {SIGINT, SIGTERM, SIGQUIT, SIGHUP})
+            sigdelset(&blocked, end);
+        pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    }
+
+    ~SignalGuard() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+
+    SignalGuard(const SignalGuard&) = delete;
+    SignalGuard& operator=(const SignalGuard&) = delete;
+
+private:
+    sigset_t before{};
+};
+
+/**
+ * Drops what earlier calls read on their way to a reply: replies to calls that
+ * had timed out, and messages that nobody asked for. Without it they would stay
+ * in memory for good. Costs no system call while there is nothing to drop.
+ */
+inline void dropStrayMessages(sdbus::IProxy& proxy)
+{
+    try {
+        sdbus::IConnection& connection = proxy.getConnection();
+        // A poll time-out of zero is the bus library's word for "messages are queued".
+        while (connection.getEventLoopPollData().timeout_usec == 0 &&
+               connection.processPendingRequest()) {
+        }
+    } catch (const std::exception&) {
+        // The connection is lost: the call that follows says so, and says it once.
+    }
+}
+
+/** A structure as a reply holds it; a reply without a body leaves the default value. */
+template <typename Structure>
+struct Reply
+{
+    Structure structure;
+};
+
+template <typename Structure>
+sdbus::Message& operator>>(sdbus::Message& message, Reply<Structure>& reply)
+{
+    return message.isEmpty() ? message : message >> reply.structure;
+}
+
+/** The fields of a structure, for binding names to them. */
+template <typename... Fields>
+std::tuple<Fields...>& fieldsOf(sdbus::Struct<Fields...>& structure)
+{
+    return structure;
+}
+
+/**
+ * Calls a method that replies with one structure, and waits for it.
+ * Throws what the D-Bus binding throws; takes its default time-out.
+ */
+template <typename Structure, typename... Arguments>
+Structure ask(sdbus::IProxy& proxy, const char* method, const Arguments&... arguments)
+{
+    const SignalGuard guard;
+    dropStrayMessages(proxy);
+    Reply<Structure> reply;
+    proxy.callMethod(method)
+        .onInterface(INTERFACE)
+        .withArguments(arguments...)
+        .storeResultsTo(reply);
+    return std::move(reply.structure);
+}
+
+/** Calls a method whose reply is awaited and dropped unread; otherwise as ask(). */
+template <typename... Arguments>
+void tell(sdbus::IProxy& proxy, const char* method, const Arguments&... arguments)
+{
+    const SignalGuard guard;
+    dropStrayMessages(proxy);
+    proxy.callMethod(method).onInterface(INTERFACE).withArguments(arguments...);
+}
+
+} // namespace service_call
+
+#endif
