@@ -1,0 +1,46 @@
+#ifndef TESTS_SUPPORT_BUSTEST_H
+#define TESTS_SUPPORT_BUSTEST_H
+
+#include "FakeService.h"
+#include "LogCapture.h"
+#include "PrivateBus.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <regex>
+#include <string>
+#include <vector>
+
+/** A test with a bus of its own, a fake service on it, and the library's log records. */
+class BusTest : public testing::Test
+{
+protected:
+    PrivateBus bus;
+    FakeService service{bus.address()};
+    LogCapture log;
+};
+
+inline std::vector<uint32_t> codePointsOf(const std::wstring& text)
+{
+    return {text.begin(), text.end()};
+}
+
+/** A function's signature without the blanks around * and & that compilers disagree about. */
+inline std::string withoutBlanksAtStars(const std::string& function)
+{
+    return std::regex_replace(function, std::regex(" *([*&]) *"), "$1");
+}
+
+/** A record at ERROR: "operation : reason", from a source file and a function. */
+MATCHER_P3(IsFailure, operation, file, function, "")
+{
+    const std::string start = std::string(operation) + " : ";
+    *result_listener << "message '" << arg.message << "', file '" << arg.file << "', function '"
+                     << arg.function << "'";
+    return arg.level == log4cplus::ERROR_LOG_LEVEL && arg.message.rfind(start, 0) == 0 &&
+           arg.message.size() > start.size() && arg.message.back() != '\n' && arg.file == file &&
+           arg.line > 0 && withoutBlanksAtStars(arg.function) == withoutBlanksAtStars(function);
+}
+
+#endif

@@ -1,0 +1,76 @@
+#include "PrivateBus.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
+
+[[noreturn]] void runDaemon(pid_t parent, int addressPipe)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent)
+        _exit(1);
+    const int output = dup(addressPipe); // without close-on-exec
+    const std::string printAddress = "--print-address=" + std::to_string(output);
+    execlp("dbus-daemon", "dbus-daemon", "--config-file=" TEST_BUS_CONFIGURATION, "--nofork",
+           "--nopidfile", "--syslog-only", printAddress.c_str(), nullptr);
+    _exit(127);
+}
+
+std::string readLine(int input)
+{
+    std::string line;
+    for (char next = 0;;) {
+        const ssize_t count = read(input, &next, 1);
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count <= 0)
+            throw std::runtime_error("dbus-daemon did not start; is the package dbus installed?");
+        if (next == '\n')
+            return line;
+        line += next;
+    }
+}
+
+} // namespace
+
+PrivateBus::PrivateBus()
+{
+    std::array<int, 2> addressPipe{};
+    if (pipe2(addressPipe.data(), O_CLOEXEC) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe2");
+    const pid_t parent = getpid();
+    daemon = fork();
+    if (daemon == 0)
+        runDaemon(parent, addressPipe[1]);
+    close(addressPipe[1]);
+    busAddress = readLine(addressPipe[0]);
+    close(addressPipe[0]);
+    setenv(ADDRESS_VARIABLE, busAddress.c_str(), 1);
+}
+
+PrivateBus::~PrivateBus()
+{
+    unsetenv(ADDRESS_VARIABLE);
+    kill(SIGTERM);
+}
+
+void PrivateBus::kill(int signal)
+{
+    if (daemon < 0)
+        return;
+    ::kill(daemon, signal);
+    while (waitpid(daemon, nullptr, 0) < 0 && errno == EINTR) {
+    }
+    daemon = -1;
+}

@@ -1,0 +1,31 @@
+#ifndef TESTS_SUPPORT_PRIVATEBUS_H
+#define TESTS_SUPPORT_PRIVATEBUS_H
+
+#include <string>
+#include <sys/types.h>
+
+/**
+ * A dbus-daemon of the test's own, and for as long as it lives the system bus
+ * of this process. It starts no services, and dies with the test, however that
+ * ends.
+ */
+class PrivateBus
+{
+public:
+    PrivateBus();
+    ~PrivateBus();
+    PrivateBus(const PrivateBus&) = delete;
+    PrivateBus& operator=(const PrivateBus&) = delete;
+
+    /** Where the bus listens; known only once it does. */
+    const std::string& address() const { return busAddress; }
+
+    /** Ends the daemon with that signal and waits until it is gone. */
+    void kill(int signal);
+
+private:
+    pid_t daemon = -1;
+    std::string busAddress;
+};
+
+#endif
