@@ -1,0 +1,318 @@
+#include "Allocations.h"
+#include "FaultyBinding.h"
+
+#include "support/BusTest.h"
+
+#include <libBrailleTranslate/BrlTranslationResult.h>
+#include <libBrailleTranslate/DBusTranslatorProxy.h>
+#include <libBrailleTranslate/LogAppender.h>
+#include <libBrailleTranslate/Translation.h>
+#include <libBrailleTranslate/TranslatorProxy.h>
+
+#include <csignal>
+#include <new>
+#include <stdexcept>
+#include <string>
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+std::function<void()> beforeLogging;
+
+/** Not derived from std::exception. */
+struct Alien
+{
+};
+
+void throwError()
+{
+    throw std::runtime_error("a fault");
+}
+
+void throwAlien()
+{
+    throw Alien();
+}
+
+class AFaultyBinding : public BusTest
+{
+protected:
+    ~AFaultyBinding() override { beforeLogging = nullptr; }
+
+    FaultyBinding binding;
+    std::string id = "some.ctb";
+};
+
+testing::Matcher<LogRecord> proxyFailure(const char* operation, const char* function)
+{
+    return IsFailure(operation, "libBrailleTranslate/DBusTranslatorProxy.cpp", function);
+}
+
+/** All operations that call the service and report nothing to their caller. */
+void useEverything(Translation& translation)
+{
+    translation.getPreferredBrailleTranslatorForDisplay();
+    translation.getPreferredBrailleTranslatorForEntry();
+    translation.getComputerBrailleTranslator();
+    translation.getGrade1TranslatorForPreferredEntry();
+    std::string text = "x";
+    translation.changeLanguageProfile(text);
+    translation.getServiceProxy()->forwardW_proxy(text, L"a", 0);
+    translation.getServiceProxy()->backW_proxy(text, L"a", 0);
+}
+
+} // namespace
+
+// The library asks this host for its logger.
+log4cplus::Logger LogAppender::getLogger()
+{
+    if (beforeLogging)
+        beforeLogging();
+    return log4cplus::Logger::getInstance("BrailleTranslate");
+}
+
+TEST_F(AFaultyBinding, ThatCannotMakeAProxyFailsTheConstructorUnlogged)
+{
+    binding.on("createProxy", throwError);
+    EXPECT_THROW(DBusTranslatorProxy("/translator", FakeService::busName()), std::runtime_error);
+    EXPECT_THROW(Translation(), std::runtime_error);
+    binding.on("createProxy", throwAlien);
+    EXPECT_THROW(DBusTranslatorProxy("/translator", FakeService::busName()), Alien);
+    EXPECT_THROW(Translation(), Alien);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, ThatCannotFinishTheRegistrationIsLoggedAndUsed)
+{
+    service.on("forwardW", answer::echo);
+    binding.on("finishRegistration", throwError);
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    EXPECT_THAT(log.records(),
+                ElementsAre(proxyFailure("DBusTranslatorProxy",
+                                         "DBusTranslatorProxy::DBusTranslatorProxy(const char*, "
+                                         "const char*)")));
+    EXPECT_EQ(log.records()[0].message, "DBusTranslatorProxy : a fault");
+    EXPECT_THAT(proxy.forwardW_proxy(id, L"a", 0).get<5>(), ElementsAre('a'));
+}
+
+TEST_F(AFaultyBinding, ThatFailsOtherwiseInTheRegistrationDestroysTheProxy)
+{
+    binding.on("finishRegistration", throwAlien);
+    EXPECT_THROW(DBusTranslatorProxy("/translator", FakeService::busName()), Alien);
+    EXPECT_THAT(binding.events, ElementsAre("create", "finish", "destroy"));
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, ThatCannotLeaveItsEventLoopIsUsedAllTheSame)
+{
+    service.on("forwardW", answer::echo);
+    binding.on("getConnection", throwError);
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    EXPECT_THAT(proxy.forwardW_proxy(id, L"a", 0).get<5>(), ElementsAre('a'));
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, ThatLostTheBusBeforeRegistrationIsLoggedOnce)
+{
+    binding.on("finishRegistration", throwError);
+    binding.on("getConnection", throwError);
+    const DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    EXPECT_THAT(log.records(), SizeIs(1));
+}
+
+TEST_F(AFaultyBinding, ThatCannotUnregisterIsLoggedAndDestroyed)
+{
+    binding.on("unregister", throwError);
+    {
+        const DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    }
+    EXPECT_THAT(binding.events, ElementsAre("create", "finish", "unregister", "destroy"));
+    EXPECT_THAT(log.records(),
+                ElementsAre(proxyFailure("~DBusTranslatorProxy",
+                                         "DBusTranslatorProxy::~DBusTranslatorProxy()")));
+    EXPECT_EQ(log.records()[0].message, "~DBusTranslatorProxy : a fault");
+}
+
+TEST(AFaultyBindingsDeath, EndsTheProgramWhenUnregisteringThrowsSomethingElse)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto destroy = [] {
+        const PrivateBus bus;
+        FaultyBinding binding;
+        binding.on("unregister", throwAlien);
+        const DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    };
+    EXPECT_EXIT(destroy(), testing::KilledBySignal(SIGABRT), "");
+}
+
+TEST_F(AFaultyBinding, LogsOneRecordForEachOperationThatFails)
+{
+    Translation translation;
+    for (const char* operation : {"createMethodCall", "callMethod"}) {
+        log.clear();
+        binding.on(operation, throwError);
+        useEverything(translation);
+        std::vector<std::string> messages;
+        for (const LogRecord& record : log.records())
+            messages.push_back(record.message);
+        EXPECT_THAT(messages, ElementsAre("getPreferredBrailleTranslatorForDisplay : a fault",
+                                          "getPreferredBrailleTranslatorForEntry : a fault",
+                                          "getComputerBrailleTranslator : a fault",
+                                          "getGrade1TranslatorForPreferredEntry : a fault",
+                                          "changeLanguageProfile_proxy : a fault",
+                                          "forwardW_proxy : a fault", "backW_proxy : a fault"));
+        binding.on(operation, {});
+    }
+}
+
+TEST_F(AFaultyBinding, LetsExceptionsOfOtherTypesThroughUnlogged)
+{
+    Translation translation;
+    DBusTranslatorProxy* const proxy = translation.getServiceProxy();
+    TranslatorProxy handle(2, "Some table", true, id, proxy);
+    BrlTranslationResult result(&handle, BrlTranslationResult::FORWARD, L"abc", L"x");
+    binding.on("callMethod", throwAlien);
+    EXPECT_THROW(proxy->forwardW_proxy(id, L"a", 0), Alien);
+    EXPECT_THROW(proxy->backW_proxy(id, L"a", 0), Alien);
+    EXPECT_THROW(proxy->changeLanguageProfile_proxy(id), Alien);
+    EXPECT_THROW(translation.changeLanguageProfile(id), Alien);
+    EXPECT_THROW(translation.getPreferredBrailleTranslatorForDisplay(), Alien);
+    EXPECT_THROW(translation.getPreferredBrailleTranslatorForEntry(), Alien);
+    EXPECT_THROW(translation.getComputerBrailleTranslator(), Alien);
+    EXPECT_THROW(translation.getGrade1TranslatorForPreferredEntry(), Alien);
+    EXPECT_THROW(TranslatorProxy("x", proxy), Alien);
+    EXPECT_THROW(handle.forwardW(L"a"), Alien);
+    EXPECT_THROW(result.getTranslatedPositionW(1), Alien);
+    EXPECT_FALSE(result.getPosMapComputed()[1]);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, LetsAnExceptionOutOfTheLoggerThrough)
+{
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    service.releaseName();
+    beforeLogging = [] { throw std::runtime_error("no logger"); };
+    EXPECT_THROW(proxy.forwardW_proxy(id, L"a", 0), std::runtime_error);
+    EXPECT_THROW(proxy.changeLanguageProfile_proxy(id), std::runtime_error);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, LogsWhatEscapesTheServiceProxysChangeOfProfile)
+{
+    Translation translation;
+    service.releaseName();
+    beforeLogging = [] {
+        beforeLogging = nullptr;
+        throw std::runtime_error("no logger the first time");
+    };
+    translation.changeLanguageProfile(id);
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_EQ(log.records()[0].message, "changeLanguageProfile : no logger the first time");
+    EXPECT_EQ(log.records()[0].file, "libBrailleTranslate/Translation.cpp");
+    EXPECT_THAT(log.records()[0].function, StartsWith("void Translation::changeLanguageProfile("));
+}
+
+TEST_F(AFaultyBinding, AsksForTheLoggerAnewForEachRecord)
+{
+    int asked = 0;
+    beforeLogging = [&asked] { ++asked; };
+    Translation translation;
+    service.releaseName();
+    EXPECT_EQ(asked, 0);
+    useEverything(translation);
+    EXPECT_EQ(asked, 7);
+}
+
+TEST_F(AFaultyBinding, LetsAFailedCopyOfTheTextThroughUnlogged)
+{
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    const std::wstring text(1000, L'a');
+    allocations::failNext(text.size() * sizeof(uint32_t));
+    EXPECT_THROW(proxy.forwardW_proxy(id, text, 0), std::bad_alloc);
+    allocations::failNext(text.size() * sizeof(uint32_t));
+    EXPECT_THROW(proxy.backW_proxy(id, text, 0), std::bad_alloc);
+    EXPECT_THAT(log.records(), IsEmpty());
+    EXPECT_THAT(service.calls(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, LogsAFailedAllocationBeforeAProfileIsEvenSent)
+{
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    const std::string profile = "en-gb";
+    allocations::failNext();
+    proxy.changeLanguageProfile_proxy(profile);
+    EXPECT_TRUE(allocations::hasFailed());
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message, HasSubstr("bad_alloc"));
+    EXPECT_THAT(service.calls(), IsEmpty());
+}
+
+TEST_F(AFaultyBinding, KeepsTheOldHandleWhenThereIsNoMemoryForANewOne)
+{
+    Translation translation;
+    service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "one.utb"));
+    TranslatorProxy* const handle = translation.getComputerBrailleTranslator();
+    service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "two.utb"));
+    binding.on("callMethod", [] { allocations::failNext(sizeof(TranslatorProxy)); });
+    EXPECT_EQ(translation.getComputerBrailleTranslator(), nullptr);
+    EXPECT_TRUE(allocations::hasFailed());
+    binding.on("callMethod", {});
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message, HasSubstr("bad_alloc"));
+    EXPECT_EQ(handle->getID(), "one.utb");
+    service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "one.utb"));
+    EXPECT_EQ(translation.getComputerBrailleTranslator(), handle);
+}
+
+TEST_F(AFaultyBinding, DestroysTheOldHandleWhenARoleGoesToAnotherTranslator)
+{
+    Translation translation;
+    service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "one.utb"));
+    bool isDestroyed = false;
+    allocations::onDelete(translation.getComputerBrailleTranslator(), [&] { isDestroyed = true; });
+    translation.getComputerBrailleTranslator();
+    EXPECT_FALSE(isDestroyed);
+    service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "two.utb"));
+    translation.getComputerBrailleTranslator();
+    EXPECT_TRUE(isDestroyed);
+}
+
+TEST_F(AFaultyBinding, SeesTheServiceProxyGoBeforeTheHandlesAndTheHandlesInReverseOrder)
+{
+    {
+        Translation translation;
+        const auto watch = [this](const TranslatorProxy* handle, const char* role) {
+            ASSERT_NE(handle, nullptr);
+            allocations::onDelete(handle, [this, role] { binding.events.emplace_back(role); });
+        };
+        for (const char* method :
+             {"getPreferredBrailleTranslatorForDisplay", "getPreferredBrailleTranslatorForEntry",
+              "getComputerBrailleTranslator", "getGrade1TranslatorForPreferredEntry"})
+            service.on(method, answer::translator(0, "x", true, "one.utb"));
+        watch(translation.getPreferredBrailleTranslatorForDisplay(), "display");
+        watch(translation.getPreferredBrailleTranslatorForEntry(), "entry");
+        watch(translation.getComputerBrailleTranslator(), "computer");
+        watch(translation.getGrade1TranslatorForPreferredEntry(), "grade 1");
+        binding.events.clear();
+    }
+    EXPECT_THAT(binding.events,
+                ElementsAre("unregister", "destroy", "grade 1", "computer", "entry", "display"));
+}
+
+TEST_F(AFaultyBinding, SeesAResultAndItsCountsInOneAllocation)
+{
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    TranslatorProxy handle(2, "Some table", true, id, &proxy);
+    service.on("forwardW", answer::echo);
+    const std::vector<std::size_t> sizes = allocations::sizesDuring([&] { handle.forwardW(L"a"); });
+    constexpr std::size_t RESULT = sizeof(BrlTranslationResult);
+    EXPECT_EQ(std::count(sizes.begin(), sizes.end(), RESULT), 0);
+    EXPECT_EQ(std::count_if(sizes.begin(), sizes.end(),
+                            [](std::size_t size) { return size > RESULT && size <= RESULT + 32; }),
+              1);
+}
