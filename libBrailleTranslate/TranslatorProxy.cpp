@@ -42,6 +42,7 @@ TranslatorProxy::TranslatorProxy(int translatorGrade, std::string displayName, b
 {
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): by value in the interface
 TranslatorProxy::TranslatorProxy(std::string wantedName, DBusTranslatorProxy* service)
     : dbusProxy(service)
 {

@@ -170,7 +170,7 @@ TEST_F(AHostsSignals, ThatEndAProgramEndAWaitingCallAtOnce)
         service.waitForCalls(1);
         // A signal that comes before the call waits would be handled too early to end it.
         while (!hasReturned) {
-            pthread_kill(waiting, SIGTERM);
+            pthread_kill(waiting, SIGTERM); // NOLINT(bugprone-bad-signal-to-kill-thread): handled
             std::this_thread::yield();
         }
     });

@@ -82,7 +82,7 @@ Responder translation(TranslationFields fields)
     return body([fields = std::move(fields)](sd_bus_message* reply) { append(reply, fields); });
 }
 
-Responder translator(int32_t grade, std::string name, bool flag, std::string id)
+Responder translator(int32_t grade, const std::string& name, bool flag, const std::string& id)
 {
     return body([=](sd_bus_message* reply) {
         require(sd_bus_message_append(reply, "(isbs)", grade, name.c_str(), int{flag}, id.c_str()),
@@ -95,7 +95,7 @@ Responder nothing()
     return body([](sd_bus_message*) {});
 }
 
-Responder error(std::string name, std::string text)
+Responder error(const std::string& name, const std::string& text)
 {
     return [=](sd_bus_message* call) {
         if (wantsReply(call))

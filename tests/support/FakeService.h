@@ -51,9 +51,9 @@ namespace answer {
 
 Responder body(BodyWriter writeBody);
 Responder translation(TranslationFields fields);
-Responder translator(int32_t grade, std::string name, bool flag, std::string id);
+Responder translator(int32_t grade, const std::string& name, bool flag, const std::string& id);
 Responder nothing(); ///< a reply with an empty body
-Responder error(std::string name, std::string text);
+Responder error(const std::string& name, const std::string& text);
 Responder silence(); ///< no reply, ever
 
 /** The structure of a translation's reply, for replies that hold more or other things too. */

@@ -9,7 +9,6 @@
 #include <vector>
 
 using testing::IsEmpty;
-using testing::StrEq;
 
 namespace {
 

@@ -63,7 +63,7 @@ TEST(TheDump, WritesMapAndFlagsWithTheirOwnLengths)
 TEST(TheDump, WritesAnEmptyMapWithoutABlank)
 {
     BrlTranslationResult result(nullptr, FORWARD, L"a", L"b");
-    BrlTranslationResult(std::move(result));
+    const BrlTranslationResult taken = std::move(result);
     // A result that was moved from is the only one without a map.
     EXPECT_EQ(result.toString(), "isForward: 1\n" // NOLINT(bugprone-use-after-move)
                                  " UntranslatedW: \n"
