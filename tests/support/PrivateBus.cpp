@@ -15,14 +15,22 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 
-[[noreturn]] void runDaemon(pid_t parent, int addressPipe)
+std::string nextAddress()
+{
+    static int count = 0;
+    return "--address=unix:abstract=brailletranslate-test-" + std::to_string(getpid()) + "-" +
+           std::to_string(++count);
+}
+
+[[noreturn]] void runDaemon(pid_t parent, int addressPipe, const std::string& configuration,
+                            const std::string& address)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         _exit(1);
     const int output = dup(addressPipe); // without close-on-exec
     const std::string printAddress = "--print-address=" + std::to_string(output);
-    execlp("dbus-daemon", "dbus-daemon", "--config-file=" TEST_BUS_CONFIGURATION, "--nofork",
+    execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), address.c_str(), "--nofork",
            "--nopidfile", "--syslog-only", printAddress.c_str(), nullptr);
     _exit(127);
 }
@@ -44,15 +52,19 @@ std::string readLine(int input)
 
 } // namespace
 
-PrivateBus::PrivateBus()
+PrivateBus::PrivateBus(Services services)
 {
+    const std::string configuration =
+        std::string("--config-file=" TEST_BUILD_FOLDER "/dbus/") +
+        (services == Services::REAL ? "private-bus.conf" : "bare-bus.conf");
+    const std::string address = nextAddress();
     std::array<int, 2> addressPipe{};
     if (pipe2(addressPipe.data(), O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe2");
     const pid_t parent = getpid();
     daemon = fork();
     if (daemon == 0)
-        runDaemon(parent, addressPipe[1]);
+        runDaemon(parent, addressPipe[1], configuration, address);
     close(addressPipe[1]);
     busAddress = readLine(addressPipe[0]);
     close(addressPipe[0]);

@@ -6,13 +6,18 @@
 
 /**
  * A dbus-daemon of the test's own, and for as long as it lives the system bus
- * of this process. It starts no services, and dies with the test, however that
- * ends.
+ * of this process. It dies with the test, however that ends.
  */
 class PrivateBus
 {
 public:
-    PrivateBus();
+    enum class Services
+    {
+        NONE,
+        REAL ///< the Translator service of this build starts at its first call
+    };
+
+    explicit PrivateBus(Services services = Services::NONE);
     ~PrivateBus();
     PrivateBus(const PrivateBus&) = delete;
     PrivateBus& operator=(const PrivateBus&) = delete;
