@@ -1,0 +1,263 @@
+#include "service/MapAudit.h"
+#include "support/Command.h"
+#include "support/Contract.h"
+#include "support/LogCapture.h"
+#include "support/PrivateBus.h"
+
+#include <libBrailleTranslate/BrlTranslationResult.h>
+#include <libBrailleTranslate/DBusTranslatorProxy.h>
+#include <libBrailleTranslate/Translation.h>
+#include <libBrailleTranslate/TranslatorProxy.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sdbus-c++/Error.h>
+
+#include <climits>
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::StartsWith;
+
+namespace {
+
+constexpr const char* PROGRAM = TEST_BUILD_FOLDER "/service/brailletranslatord";
+const std::wstring FOX = L"The quick brown fox jumps over the lazy dog.";
+
+/** The service of this build, started by its bus, and the library as its client. */
+class TheTranslatorService : public testing::Test
+{
+protected:
+    PrivateBus bus{PrivateBus::Services::REAL};
+    LogCapture log;
+    Translation translation;
+
+    /** The name of the D-Bus error that looking a translator up by name ends in. */
+    std::string errorForName(const std::string& name)
+    {
+        try {
+            const TranslatorProxy handle(name, translation.getServiceProxy());
+            return "no error";
+        } catch (const sdbus::Error& error) {
+            return error.getName();
+        }
+    }
+};
+
+/** One method, called by a client that shares no code with ours. */
+Outcome callWithBusctl(const PrivateBus& bus, std::vector<std::string> arguments)
+{
+    Command busctl{{"busctl", "--address=" + bus.address(), "call", TEST_BUS_NAME, "/translator",
+                    "braille.translator"}};
+    busctl.words.insert(busctl.words.end(), arguments.begin(), arguments.end());
+    return busctl.run();
+}
+
+} // namespace
+
+TEST_F(TheTranslatorService, NamesTheTranslatorsOfTheFirstProfile)
+{
+    EXPECT_EQ(translation.getPreferredBrailleTranslatorForDisplay()->getID(), "en-ueb-g2.ctb");
+    EXPECT_EQ(translation.getPreferredBrailleTranslatorForDisplay()->getGrade(), 2);
+    EXPECT_EQ(translation.getPreferredBrailleTranslatorForEntry()->getID(), "en-ueb-g2.ctb");
+    EXPECT_EQ(translation.getComputerBrailleTranslator()->getID(), "en_US-comp8-ext.tbl");
+    EXPECT_EQ(translation.getComputerBrailleTranslator()->getGrade(), 0);
+    EXPECT_EQ(translation.getGrade1TranslatorForPreferredEntry()->getID(), "en-ueb-g1.ctb");
+    EXPECT_EQ(translation.getGrade1TranslatorForPreferredEntry()->getGrade(), 1);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(TheTranslatorService, ChangesTheProfileForAllClientsAtOnce)
+{
+    Translation another;
+    TranslatorProxy* const before = another.getComputerBrailleTranslator();
+    ASSERT_NE(before, nullptr);
+    std::string profile = "en-gb";
+    translation.changeLanguageProfile(profile);
+    EXPECT_EQ(another.getComputerBrailleTranslator()->getID(), "en-gb-comp8.ctb");
+    EXPECT_EQ(translation.getComputerBrailleTranslator()->getID(), "en-gb-comp8.ctb");
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(TheTranslatorService, RefusesAnUnknownProfileAndSaysWhichThereAre)
+{
+    std::string profile = "tlh";
+    translation.changeLanguageProfile(profile);
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message,
+                testing::AllOf(HasSubstr("braille.translator.Error.NoSuchProfile"),
+                               HasSubstr("tlh"), HasSubstr("en-gb")));
+    EXPECT_EQ(translation.getComputerBrailleTranslator()->getID(), "en_US-comp8-ext.tbl");
+}
+
+TEST_F(TheTranslatorService, TranslatesForwardAndBack)
+{
+    TranslatorProxy* const handle = translation.getPreferredBrailleTranslatorForDisplay();
+    ASSERT_NE(handle, nullptr);
+    const auto forward = handle->forwardW(FOX);
+    EXPECT_EQ(forward->getUntranslatedW(), FOX);
+    EXPECT_EQ(forward->getTranslatedW().size(), 36U);
+    EXPECT_EQ(forward->getTranslatedW().substr(0, 5), L"\u2820\u282e\u2800\u281f\u2805");
+    const auto back = handle->backW(forward->getTranslatedW());
+    EXPECT_EQ(back->getTranslatedW(), FOX);
+    EXPECT_EQ(back->getUntranslatedW(), forward->getTranslatedW());
+}
+
+TEST_F(TheTranslatorService, SendsMapsThatAreKnownThroughoutAndWellFormed)
+{
+    const std::vector<std::wstring> texts{L"",
+                                          L"a",
+                                          FOX,
+                                          L"Caf\u00e9 \U0001f600 e\u0301",
+                                          {L'a', L'\0', static_cast<wchar_t>(0xd800), L'b'},
+                                          std::wstring(1, static_cast<wchar_t>(0xffffffff)),
+                                          std::wstring(5000, L'x')};
+    for (const char* name : {"en-ueb-g2", "en-ueb-g1", "en-us-comp8-ext", "en-gb-comp8"}) {
+        TranslatorProxy handle(name, translation.getServiceProxy());
+        for (const std::wstring& text : texts) {
+            const auto forward = handle.forwardW(text);
+            const auto back = handle.backW(forward->getTranslatedW());
+            EXPECT_EQ(forward->getUntranslatedW(), text);
+            for (const auto& result : {forward, back}) {
+                EXPECT_EQ(mapFaults(result->getPosMap(), result->getUntranslatedW().size(),
+                                    result->getTranslatedW().size()),
+                          "");
+                EXPECT_THAT(result->getPosMapComputed(),
+                            testing::AllOf(SizeIs(result->getPosMap().size()), Each(true)));
+            }
+        }
+    }
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(TheTranslatorService, MovesACursorToItsCellAndBack)
+{
+    TranslatorProxy* const handle = translation.getPreferredBrailleTranslatorForDisplay();
+    ASSERT_NE(handle, nullptr);
+    const auto result = handle->forwardW(L"the knowledge of reading");
+    EXPECT_EQ(result->getTranslatedPositionW(4), 2) << "knowledge is one cell";
+    EXPECT_EQ(result->getTranslatedPositionW(12), 2);
+    EXPECT_EQ(result->getOriginalPositionW(2), 4);
+    EXPECT_EQ(result->getOriginalPositionW(0), 0);
+}
+
+TEST_F(TheTranslatorService, AcceptsAnyCursor)
+{
+    TranslatorProxy* const handle = translation.getPreferredBrailleTranslatorForDisplay();
+    ASSERT_NE(handle, nullptr);
+    const std::string expected = handle->forwardW(FOX, 0)->toString();
+    for (const int cursor : {INT_MIN, -1, 10, 44, 45, INT_MAX})
+        EXPECT_EQ(handle->forwardW(FOX, cursor)->toString(), expected) << cursor;
+}
+
+TEST_F(TheTranslatorService, FindsTranslatorsByNameIdentifierAndIdentifierWithoutSuffix)
+{
+    for (const char* name : {"en-ueb-g1.ctb", "en-ueb-g1", "Unified English uncontracted braille"})
+        EXPECT_EQ(TranslatorProxy(name, translation.getServiceProxy()).getID(), "en-ueb-g1.ctb");
+}
+
+TEST_F(TheTranslatorService, RefusesEveryOtherName)
+{
+    const std::vector<std::string> names{"",
+                                         "EN-UEB-G1",
+                                         "en-ueb-g1.ctb ",
+                                         "/usr/share/liblouis/tables/en-ueb-g1.ctb",
+                                         "../tables/en-ueb-g1.ctb",
+                                         "en-ueb-g1.ctb,en-ueb-g2.ctb",
+                                         "/dev/zero",
+                                         std::string(1U << 20U, 'x')};
+    for (const std::string& name : names) {
+        EXPECT_EQ(errorForName(name), "braille.translator.Error.NoSuchTranslator");
+        TranslatorProxy handle(0, "", false, name, translation.getServiceProxy());
+        log.clear();
+        EXPECT_EQ(handle.forwardW(L"a")->getTranslatedW(), L"");
+        ASSERT_THAT(log.records(), SizeIs(1));
+        EXPECT_THAT(log.records()[0].message,
+                    HasSubstr("[braille.translator.Error.NoSuchTranslator]"));
+    }
+}
+
+TEST_F(TheTranslatorService, RefusesATextAboveAMillionCodePoints)
+{
+    TranslatorProxy handle("en-ueb-g1", translation.getServiceProxy());
+    EXPECT_EQ(handle.forwardW(std::wstring(1000001, L' '))->getTranslatedW(), L"");
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message, HasSubstr("[braille.translator.Error.TooLong]"));
+    EXPECT_EQ(handle.forwardW(L"and")->getTranslatedW(), L"\u2801\u281d\u2819");
+}
+
+TEST_F(TheTranslatorService, AnswersClientsThatShareNoCodeWithIt)
+{
+    EXPECT_EQ(callWithBusctl(bus, {"getGrade1TranslatorForPreferredEntry"}).output,
+              "(isbs) 1 \"Unified English uncontracted braille\" true \"en-ueb-g1.ctb\"\n");
+    EXPECT_EQ(
+        callWithBusctl(bus, {"forwardW", "saui", "en-ueb-g2.ctb", "3", "97", "110", "100", "1"})
+            .output,
+        "(biaiabauaus) true 3 4 0 0 0 1 4 true true true true 1 10287 3 97 110 100 \"\"\n");
+    EXPECT_EQ(callWithBusctl(bus, {"backW", "saui", "en-ueb-g2.ctb", "1", "10287", "0"}).output,
+              "(biaiabauaus) true 1 2 0 3 2 true true 3 97 110 100 1 10287 \"\"\n");
+    EXPECT_EQ(callWithBusctl(bus, {"changeLanguageProfile", "s", "en-gb"}).output, "");
+    const Outcome refused = callWithBusctl(bus, {"getTranslatorByName", "s", "nonsense"});
+    EXPECT_NE(refused.status, 0);
+    EXPECT_THAT(refused.errors, HasSubstr("no translator is named \"nonsense\""));
+}
+
+TEST_F(TheTranslatorService, IntrospectsAsTheContractSays)
+{
+    const Outcome outcome = Command{
+        {"busctl", "--address=" + bus.address(), "introspect", TEST_BUS_NAME, "/translator",
+         "braille.translator"}}.run();
+    for (const auto& [method, signatures] : contract()) {
+        const auto orDash = [](const std::string& signature) {
+            return signature.empty() ? "-" : signature;
+        };
+        EXPECT_THAT(outcome.output, testing::ContainsRegex("\\." + method + " +method +" +
+                                                           orDash(signatures.in) + " "));
+        EXPECT_THAT(outcome.output, HasSubstr(" " + orDash(signatures.out) + " "));
+    }
+}
+
+TEST(TheServiceProgram, SaysThatItsNameIsTaken)
+{
+    const PrivateBus bus(PrivateBus::Services::REAL);
+    ASSERT_EQ(callWithBusctl(bus, {"getComputerBrailleTranslator"}).status, 0);
+    const Outcome second = Command{{PROGRAM}}.run();
+    EXPECT_EQ(second.status, 1);
+    EXPECT_THAT(second.errors, testing::AllOf(StartsWith("brailletranslatord: "),
+                                              HasSubstr("already taken"), EndsWith("\n")));
+}
+
+TEST(TheServiceProgram, SaysThatThereIsNoBus)
+{
+    const Outcome outcome =
+        Command{{PROGRAM}, "", {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus"}}}.run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr("Failed to reach the system bus"));
+}
+
+TEST(TheServiceProgram, NamesWhatItDoesNotKnow)
+{
+    const Outcome option = Command{{PROGRAM, "--bogus"}}.run();
+    EXPECT_EQ(option.status, 2);
+    EXPECT_THAT(option.errors, HasSubstr("--bogus"));
+    const Outcome profile = Command{{PROGRAM, "--profile", "tlh"}}.run();
+    EXPECT_EQ(profile.status, 2);
+    EXPECT_THAT(profile.errors, testing::AllOf(HasSubstr("tlh"), HasSubstr("en-us")));
+}
+
+TEST(TheServiceProgram, PrintsHelpAndVersionWhenAsked)
+{
+    const Outcome help = Command{{PROGRAM, "--help"}}.run();
+    EXPECT_EQ(help.status, 0);
+    EXPECT_THAT(help.output, HasSubstr("--profile"));
+    const Outcome version = Command{{PROGRAM, "--version"}}.run();
+    EXPECT_EQ(version.output, "brailletranslatord " TEST_VERSION "\n");
+}
