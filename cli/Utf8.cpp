@@ -1,0 +1,28 @@
+#include "Utf8.h"
+
+#include <boost/locale/encoding_utf.hpp>
+#include <boost/locale/utf.hpp>
+
+namespace utf = boost::locale::utf;
+
+DecodedText decodeUtf8(std::string_view bytes)
+{
+    DecodedText decoded;
+    const char* const begin = bytes.data();
+    const char* const end = begin + bytes.size();
+    for (const char* next = begin; next != end;) {
+        const char* const sequence = next;
+        const utf::code_point codePoint = utf::utf_traits<char>::decode(next, end);
+        if (codePoint == utf::illegal || codePoint == utf::incomplete) {
+            decoded.malformedAt = static_cast<std::size_t>(sequence - begin);
+            return decoded;
+        }
+        decoded.text += static_cast<wchar_t>(codePoint);
+    }
+    return decoded;
+}
+
+std::string encodeUtf8(const std::wstring& text)
+{
+    return boost::locale::conv::utf_to_utf<char>(text, boost::locale::conv::skip);
+}

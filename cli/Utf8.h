@@ -1,0 +1,22 @@
+#ifndef CLI_UTF8_H
+#define CLI_UTF8_H
+
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+/** A text, or where it stops being one. */
+struct DecodedText
+{
+    std::wstring text;                      ///< one code point per element
+    std::optional<std::size_t> malformedAt; ///< offset of the first malformed sequence, in bytes
+};
+
+/** Decodes UTF-8, up to the first malformed sequence. */
+DecodedText decodeUtf8(std::string_view bytes);
+
+/** Encodes code points; what is none is left out. */
+std::string encodeUtf8(const std::wstring& text);
+
+#endif

@@ -1,0 +1,92 @@
+#include "support/Command.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <systemd/sd-bus.h>
+
+#include <string>
+#include <vector>
+
+using testing::HasSubstr;
+using testing::StartsWith;
+
+namespace {
+
+const std::string SCRIPTS = TEST_SOURCE_FOLDER "/scripts/";
+
+Command script(std::vector<std::string> words, const std::string& input = "")
+{
+    words.front().insert(0, SCRIPTS);
+    return {std::move(words), input, {{"BUILD_DIR", TEST_BUILD_FOLDER}}};
+}
+
+int openBus(const std::string& address)
+{
+    sd_bus* bus = nullptr;
+    sd_bus_new(&bus);
+    sd_bus_set_address(bus, address.c_str());
+    const int result = sd_bus_start(bus);
+    sd_bus_unref(bus);
+    return result;
+}
+
+} // namespace
+
+TEST(WithPrivateBus, RunsACommandWithABusOfItsOwnThatEndsWithIt)
+{
+    const Outcome outcome =
+        script({"with-private-bus", "printenv", "DBUS_SYSTEM_BUS_ADDRESS"}).run();
+    ASSERT_EQ(outcome.status, 0) << outcome.errors;
+    ASSERT_THAT(outcome.output, StartsWith("unix:"));
+    EXPECT_LT(openBus(outcome.output.substr(0, outcome.output.size() - 1)), 0);
+}
+
+TEST(WithPrivateBus, HandsArgumentsInputOutputAndStatusThrough)
+{
+    const Outcome outcome =
+        script({"with-private-bus", "sh", "-c", "cat; echo \"$1\" >&2; exit 7", "sh", "a  b"}, "in")
+            .run();
+    EXPECT_EQ(outcome.status, 7);
+    EXPECT_EQ(outcome.output, "in");
+    EXPECT_EQ(outcome.errors, "a  b\n");
+}
+
+TEST(WithPrivateBus, SaysHowItIsUsed)
+{
+    const Outcome outcome = script({"with-private-bus"}).run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, StartsWith("Usage: "));
+}
+
+TEST(WithPrivateBus, SaysThatNothingIsBuilt)
+{
+    Command elsewhere = script({"with-private-bus", "true"});
+    elsewhere.environment = {{"BUILD_DIR", "/nonexistent"}};
+    const Outcome outcome = elsewhere.run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.errors, HasSubstr("run scripts/setup first"));
+}
+
+TEST(Translate, ReadsStandardInput)
+{
+    const Outcome outcome = script({"translate"}, "and\n").run();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n");
+}
+
+TEST(Translate, PrintsItsUsageOnATerminalWithoutText)
+{
+    Command onTerminal = script({"translate"});
+    onTerminal.isOnTerminal = true;
+    const Outcome outcome = onTerminal.run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_THAT(outcome.errors, StartsWith("Usage: scripts/translate"));
+}
+
+TEST(Translate, HandsTheProgramsStatusThrough)
+{
+    EXPECT_EQ(script({"translate", "--bogus"}).run().status, 2);
+    EXPECT_EQ(script({"translate", "-t", "no-such-table", "x"}).run().status, 2);
+    EXPECT_EQ(script({"translate"}, "\xff\n").run().status, 1);
+}
