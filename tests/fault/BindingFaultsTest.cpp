@@ -170,6 +170,23 @@ TEST_F(AFaultyBinding, LogsOneRecordForEachOperationThatFails)
     }
 }
 
+TEST_F(AFaultyBinding, IsSilentWhenErrorsAreNotLogged)
+{
+    log.setLevel(log4cplus::FATAL_LOG_LEVEL);
+    for (const char* operation : {"finishRegistration", "callMethod", "unregister"})
+        binding.on(operation, throwError);
+    {
+        Translation translation;
+        useEverything(translation);
+        beforeLogging = [] {
+            beforeLogging = nullptr;
+            throw std::runtime_error("for the outer handler");
+        };
+        translation.changeLanguageProfile(id);
+    }
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
 TEST_F(AFaultyBinding, LetsExceptionsOfOtherTypesThroughUnlogged)
 {
     Translation translation;

@@ -10,7 +10,6 @@
 #include <memory>
 #include <string>
 
-using testing::ElementsAre;
 using testing::SizeIs;
 using testing::StartsWith;
 

@@ -20,7 +20,6 @@
 #include <vector>
 
 using testing::Each;
-using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;

@@ -8,7 +8,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -29,7 +28,15 @@ inline std::vector<uint32_t> codePointsOf(const std::wstring& text)
 /** A function's signature without the blanks around * and & that compilers disagree about. */
 inline std::string withoutBlanksAtStars(const std::string& function)
 {
-    return std::regex_replace(function, std::regex(" *([*&]) *"), "$1");
+    const auto isStar = [](char character) { return character == '*' || character == '&'; };
+    std::string compact;
+    for (std::size_t at = 0; at < function.size(); ++at) {
+        const bool isBeforeStar = at + 1 < function.size() && isStar(function[at + 1]);
+        const bool isAfterStar = !compact.empty() && isStar(compact.back());
+        if (function[at] != ' ' || !(isBeforeStar || isAfterStar))
+            compact += function[at];
+    }
+    return compact;
 }
 
 /** A record at ERROR: "operation : reason", from a source file and a function. */

@@ -1,5 +1,7 @@
 #include <libBrailleTranslate/BrlTranslationResult.h>
 
+#include "ResultWithoutAMap.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -62,14 +64,11 @@ TEST(TheDump, WritesMapAndFlagsWithTheirOwnLengths)
 
 TEST(TheDump, WritesAnEmptyMapWithoutABlank)
 {
-    BrlTranslationResult result(nullptr, FORWARD, L"a", L"b");
-    const BrlTranslationResult taken = std::move(result);
-    // A result that was moved from is the only one without a map.
-    EXPECT_EQ(result.toString(), "isForward: 1\n" // NOLINT(bugprone-use-after-move)
-                                 " UntranslatedW: \n"
-                                 " TranslatedW: \n"
-                                 " PosMap: posMap []\n"
-                                 " PosMapComputed: PosMapComputed []");
+    EXPECT_EQ(resultWithoutAMap().toString(), "isForward: 1\n"
+                                              " UntranslatedW: \n"
+                                              " TranslatedW: \n"
+                                              " PosMap: posMap []\n"
+                                              " PosMapComputed: PosMapComputed []");
 }
 
 TEST(TheDump, WritesWideTextsInUtf8AndLeavesOutWhatIsNoCodePoint)

@@ -1,3 +1,4 @@
+#include "ResultWithoutAMap.h"
 #include "StubTranslator.h"
 #include "support/PrivateMember.h"
 
@@ -17,7 +18,6 @@
 REVEAL(leftOffsetOf, BrlTranslationResult, leftOffset)
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 namespace {
 
@@ -80,10 +80,8 @@ TEST(GetTranslatedPositionW, ShiftsWhatItMapsByTheLeftOffset)
 
 TEST(GetTranslatedPositionW, OfAnEmptyMapIsZero)
 {
-    BrlTranslationResult result = knownResult();
-    const BrlTranslationResult taken = std::move(result);
-    // A result that was moved from is the only one without a map.
-    EXPECT_EQ(result.getTranslatedPositionW(0), 0); // NOLINT(bugprone-use-after-move)
+    BrlTranslationResult result = resultWithoutAMap();
+    EXPECT_EQ(result.getTranslatedPositionW(0), 0);
     EXPECT_EQ(result.getTranslatedPositionW(7), 0);
     EXPECT_EQ(result.getTranslatedPositionW(-7), -7);
 }
@@ -183,10 +181,7 @@ TEST(GetTranslatedPositionW, StoresZeroWhenTheFreshMapIsEmpty)
 {
     StubTranslator stub;
     stub.answer([](const StubCall&) {
-        BrlTranslationResult source(nullptr, FORWARD, L"", L"");
-        const BrlTranslationResult taken = std::move(source);
-        // NOLINTNEXTLINE(bugprone-use-after-move): has no map any more, which is the point
-        return std::make_shared<BrlTranslationResult>(source);
+        return std::make_shared<BrlTranslationResult>(resultWithoutAMap());
     });
     BrlTranslationResult result(stub.get(), FORWARD, L"abcd", L"z");
     EXPECT_EQ(result.getTranslatedPositionW(2), 0);
@@ -298,10 +293,9 @@ TEST(GetPosMapLength, IsTheOffsetAndTheNumberOfEntries)
 
 TEST(GetPosMapLength, OfAnEmptyMapIsZeroWhateverTheOffset)
 {
-    BrlTranslationResult result = knownResult();
+    BrlTranslationResult result = resultWithoutAMap();
     result.addLeftOffset();
-    const BrlTranslationResult taken = std::move(result);
-    EXPECT_EQ(result.getPosMapLength(), 0); // NOLINT(bugprone-use-after-move)
+    EXPECT_EQ(result.getPosMapLength(), 0);
 }
 
 TEST(GetOriginalPositionW, FindsThePositionThatMapsThere)
@@ -331,9 +325,8 @@ TEST(GetOriginalPositionW, IsMinusOneBelowEveryTranslatedPosition)
 
 TEST(GetOriginalPositionW, IsMinusOneForAnEmptyMap)
 {
-    BrlTranslationResult result = knownResult();
-    const BrlTranslationResult taken = std::move(result);
-    EXPECT_EQ(result.getOriginalPositionW(0), -1); // NOLINT(bugprone-use-after-move)
+    BrlTranslationResult result = resultWithoutAMap();
+    EXPECT_EQ(result.getOriginalPositionW(0), -1);
 }
 
 TEST(GetOriginalPositionW, PrefersTheLeftmostOfEqualPositions)

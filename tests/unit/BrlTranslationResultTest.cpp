@@ -10,9 +10,6 @@
 #include <type_traits>
 #include <vector>
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-
 namespace {
 
 constexpr auto FORWARD = BrlTranslationResult::FORWARD;
