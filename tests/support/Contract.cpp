@@ -1,18 +1,26 @@
 #include "Contract.h"
 
+#include <fstream>
+#include <iterator>
 #include <pugixml.hpp>
-#include <stdexcept>
 
 namespace {
 
-std::map<std::string, MethodSignatures> readContract()
+std::string readContract()
+{
+    std::ifstream file(TEST_CONTRACT);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+} // namespace
+
+Methods methodsOf(const std::string& xml)
 {
     pugi::xml_document document;
-    if (!document.load_file(TEST_CONTRACT))
-        throw std::runtime_error("cannot read " TEST_CONTRACT);
+    document.load_string(xml.c_str());
     const auto interface =
         document.child("node").find_child_by_attribute("interface", "name", "braille.translator");
-    std::map<std::string, MethodSignatures> methods;
+    Methods methods;
     for (const auto& method : interface.children("method")) {
         MethodSignatures& signatures = methods[method.attribute("name").value()];
         for (const auto& argument : method.children("arg")) {
@@ -23,10 +31,8 @@ std::map<std::string, MethodSignatures> readContract()
     return methods;
 }
 
-} // namespace
-
-const std::map<std::string, MethodSignatures>& contract()
+const Methods& contract()
 {
-    static const std::map<std::string, MethodSignatures> methods = readContract();
+    static const Methods methods = methodsOf(readContract());
     return methods;
 }

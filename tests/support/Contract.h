@@ -9,9 +9,19 @@ struct MethodSignatures
 {
     std::string in;
     std::string out;
+
+    friend bool operator==(const MethodSignatures& left, const MethodSignatures& right)
+    {
+        return left.in == right.in && left.out == right.out;
+    }
 };
 
-/** The methods of "braille.translator" by name, read from the project's one contract. */
-const std::map<std::string, MethodSignatures>& contract();
+using Methods = std::map<std::string, MethodSignatures>;
+
+/** The methods of "braille.translator" by name, as introspection data tells them. */
+Methods methodsOf(const std::string& xml);
+
+/** The same, as the project's one contract has them. */
+const Methods& contract();
 
 #endif
