@@ -46,6 +46,11 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * the bus as pending; after 128 of them (the bus's default limit) every call
  * fails until the service answers or goes away.
  *
+ * Limits: the bus carries messages up to 32 MiB, which is a text of somewhat
+ * below 8,388,608 code points. A longer one costs the connection: its call
+ * fails, and so do all later ones. Strings must be UTF-8, else the call fails
+ * and nothing is sent; a NUL ends them.
+ *
  * Threads: one object, and all handles and results that borrow it, belong to
  * one thread at a time. Separate objects are independent. No thread stays
  * running. After fork() the object is of no use to the child: its calls fail

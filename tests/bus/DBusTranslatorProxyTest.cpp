@@ -333,6 +333,17 @@ TEST_P(ATranslationCall, LogsAMissingServiceOnceAndReturnsTheDefault)
     expectOneFailure();
 }
 
+TEST_P(ATranslationCall, FailsForAnIdentifierThatIsNotUtf8AndSendsNothing)
+{
+    service.on(GetParam().method, answer::translation(someFields()));
+    id = "some\xff.ctb";
+    EXPECT_TRUE(isDefault(translate(L"ab", 1)));
+    expectOneFailure();
+    EXPECT_THAT(service.calls(), IsEmpty());
+    id = "some.ctb";
+    EXPECT_EQ(translate(L"ab", 1).get<1>(), 42) << "the connection is still there";
+}
+
 TEST_P(ATranslationCall, LogsRepliesOfAnotherShapeOnceAndReturnsTheDefault)
 {
     const std::vector<BodyWriter> bodies{
