@@ -42,12 +42,6 @@ void leaveEventLoop(sdbus::IProxy& proxy)
     }
 }
 
-TranslationReply translate(sdbus::IProxy& proxy, const char* method, const string& id,
-                           const std::vector<uint32_t>& codePoints, int cursor)
-{
-    return service_call::ask<TranslationReply>(proxy, method, id, codePoints, cursor);
-}
-
 } // namespace
 
 DBusTranslatorProxy::DBusTranslatorProxy(const char* objectPath, const char* busName)
@@ -77,13 +71,12 @@ sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vecto
 DBusTranslatorProxy::forwardW_proxy(std::string& id, const std::wstring& text, int cursor)
 {
     const std::vector<uint32_t> codePoints(text.begin(), text.end());
-    TranslationReply result;
     try {
-        result = translate(sdbusProxy, "forwardW", id, codePoints, cursor);
+        return service_call::ask<TranslationReply>(sdbusProxy, "forwardW", id, codePoints, cursor);
     } catch (const std::exception& error) {
         LOG_FAILURE(error);
     }
-    return result;
+    return {};
 }
 
 sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vector<uint32_t>,
@@ -91,13 +84,12 @@ sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vecto
 DBusTranslatorProxy::backW_proxy(std::string& id, const std::wstring& text, int cursor)
 {
     const std::vector<uint32_t> codePoints(text.begin(), text.end());
-    TranslationReply result;
     try {
-        result = translate(sdbusProxy, "backW", id, codePoints, cursor);
+        return service_call::ask<TranslationReply>(sdbusProxy, "backW", id, codePoints, cursor);
     } catch (const std::exception& error) {
         LOG_FAILURE(error);
     }
-    return result;
+    return {};
 }
 
 void DBusTranslatorProxy::changeLanguageProfile_proxy(const string& profile)
