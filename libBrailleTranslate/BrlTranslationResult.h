@@ -3,6 +3,7 @@
 
 #include <libBrailleTranslate/Export.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -123,8 +124,9 @@ public:
     /**
      * Where a position of the source text is in the translated text.
      *
-     * position: any int. Below the left offset it is its own translation; past
-     *   the end of the map it keeps its distance from the end.
+     * position: any int. Below the left offset it is its own translation. At or
+     *   above the number of entries of the map, whatever the offset, it keeps its
+     *   distance from the end; for narrow texts it is returned as it is.
      *
      * An unknown entry costs one call to the translator, and blocks for it. A
      * failed call yields an entry all the same, as the service proxy does not
@@ -136,10 +138,12 @@ public:
     /**
      * Which position of the source text is shown at a position of the
      * translated text: the smallest one that maps to it, else the smallest one
-     * that maps to the nearest lower position, else a negative value.
+     * that maps to the nearest lower position, else -1. On a map that descends
+     * somewhere it is one of the positions that a binary search comes by.
      *
-     * Looks up about log2(n) entries of the map, seldom twice as many; each
-     * that is unknown costs one call, as in getTranslatedPositionW().
+     * Looks up about log2(n) entries of the map, and as many again if no
+     * position maps there exactly; each that is unknown costs one call, as in
+     * getTranslatedPositionW().
      */
     int getOriginalPositionW(int translatedPosition);
 

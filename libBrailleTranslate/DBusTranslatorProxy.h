@@ -42,9 +42,11 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * Exceptions that do not derive from std::exception pass through.
  *
  * Blocking: a call waits for its reply up to the D-Bus library's time-out, 25 s
- * or the environment's SYSTEMD_BUS_TIMEOUT. A call given up on still counts at
- * the bus as pending; after 128 of them (the bus's default limit) every call
- * fails until the service answers or goes away.
+ * or the environment's SYSTEMD_BUS_TIMEOUT. For as long as it takes, signals to
+ * the calling thread wait, too (timers and job control among them), but for
+ * faults and for SIGINT, SIGTERM, SIGQUIT and SIGHUP. A call given up on still
+ * counts at the bus as pending; after 128 of them (the bus's default limit)
+ * every call fails until the service answers or goes away.
  *
  * Limits: the bus carries messages up to 32 MiB, which is a text of somewhat
  * below 8,388,608 code points. A longer one costs the connection: its call
@@ -70,7 +72,9 @@ public:
      * Throws std::logic_error if either is null (busName is looked at first),
      * before anything else happens; the binding's exception, derived from
      * std::exception, if there is no bus or a name is malformed. A bus that
-     * accepts the connection and then stays silent blocks for 25 s to 90 s.
+     * accepts the connection and then stays silent blocks for 25 s to 90 s. A
+     * bus that accepts it and goes away within the microseconds until the
+     * binding's thread has ended makes that thread end the program.
      */
     DBusTranslatorProxy(const char* objectPath, const char* busName);
 
@@ -81,7 +85,7 @@ public:
      * Translates print to braille.
      *
      * id: the translator's identifier; only read.
-     * text: one code point per element, any length; sent as it is, unchecked.
+     * text: one code point per element; sent as it is, unchecked.
      * cursor: the position in text, in code points and 0-based, at which the
      *   position map must be exact; any int, sent as it is.
      *

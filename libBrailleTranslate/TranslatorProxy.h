@@ -44,7 +44,7 @@ public:
      * description that it returns; the name asked for is not kept. A reply
      * without a body leaves grade 0 and an empty identifier.
      *
-     * wantedName: UTF-8, sent as it is. service: borrowed, not null.
+     * wantedName: UTF-8 without NUL. service: borrowed, not null.
      *
      * Blocks for one call. Throws the binding's sdbus::Error, derived from
      * std::exception, if the call fails or the service knows no such
@@ -61,7 +61,8 @@ public:
     /**
      * Translates print to braille, in one call to the service.
      *
-     * text: one code point per element, any length; sent as it is, unchecked.
+     * text: one code point per element; sent as it is, unchecked. Its length is
+     *   limited by what the bus carries, see DBusTranslatorProxy.
      * cursor: the position in text, in code points and 0-based, at which the
      *   service makes its position map exact; any int, sent as it is.
      *
