@@ -12,6 +12,7 @@
 #include <exception>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <string>
 #include <unistd.h>
 #include <vector>
@@ -26,16 +27,24 @@ enum Status : int
     NO_SERVICE = 3
 };
 
+// A longer message would make the bus close the connection.
+constexpr std::size_t LONGEST_TEXT = 8000000;
+
 struct Options
 {
     std::vector<std::string> words;
-    std::string translator;
+    std::optional<std::string> translator;
 };
 
 int complain(const std::string& message, Status status)
 {
     std::cerr << "brltranslate: " << message << '\n';
     return status;
+}
+
+int complainOfMalformed(const std::string& what, std::size_t offset, Status status)
+{
+    return complain(what + ": malformed UTF-8 at byte offset " + std::to_string(offset), status);
 }
 
 int complain(const ServiceFailure& failure)
@@ -62,8 +71,10 @@ int translateText(TranslatorProxy& translator, const std::string& bytes, const s
 {
     const DecodedText decoded = decodeUtf8(bytes);
     if (decoded.malformedAt)
-        return complain(where + ": malformed UTF-8 at byte offset " +
-                            std::to_string(*decoded.malformedAt) + ", not translated",
+        return complainOfMalformed(where, *decoded.malformedAt, NOT_TRANSLATED);
+    if (decoded.text.size() > LONGEST_TEXT)
+        return complain(where + ": more than the " + std::to_string(LONGEST_TEXT) +
+                            " characters that the bus carries at once",
                         NOT_TRANSLATED);
     const std::shared_ptr<BrlTranslationResult> result = translator.forwardW(decoded.text);
     if (const auto failure = takeFailure())
@@ -104,18 +115,22 @@ int translateAll(TranslatorProxy& translator, const Options& options)
     return status;
 }
 
-/** The translator that was asked for by name, or the one that the display prefers. */
-int withTranslator(const Options& options)
+int withNamedTranslator(const std::string& name, const Options& options)
+{
+    if (const auto offset = decodeUtf8(name).malformedAt)
+        return complainOfMalformed("translator", *offset, WRONG_USE);
+    Translation translation;
+    TranslatorProxy translator(name, translation.getServiceProxy());
+    return translateAll(translator, options);
+}
+
+int withPreferredTranslator(const Options& options)
 {
     Translation translation;
-    if (!options.translator.empty()) {
-        TranslatorProxy named(options.translator, translation.getServiceProxy());
-        return translateAll(named, options);
-    }
-    TranslatorProxy* const preferred = translation.getPreferredBrailleTranslatorForDisplay();
-    if (preferred == nullptr)
+    TranslatorProxy* const translator = translation.getPreferredBrailleTranslatorForDisplay();
+    if (translator == nullptr)
         return complain(takeFailure().value());
-    return translateAll(*preferred, options);
+    return translateAll(*translator, options);
 }
 
 /** The parser's complaint in one line; it may have several. */
@@ -146,7 +161,8 @@ int run(int argc, char** argv)
         std::cerr << program.help();
         return WRONG_USE;
     }
-    return withTranslator(options);
+    return options.translator ? withNamedTranslator(*options.translator, options)
+                              : withPreferredTranslator(options);
 }
 
 } // namespace

@@ -91,10 +91,8 @@ TEST_F(Brltranslate, ReportsMalformedUtf8WithItsOffsetAndTranslatesTheRest)
 {
     const Outcome outcome = run({}, "and\nt\xffo\nfor\nab\xe2\x82\nthe\n");
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "brltranslate: line 2: malformed UTF-8 at byte offset 1, not "
-                              "translated\n"
-                              "brltranslate: line 4: malformed UTF-8 at byte offset 2, not "
-                              "translated\n");
+    EXPECT_EQ(outcome.errors, "brltranslate: line 2: malformed UTF-8 at byte offset 1\n"
+                              "brltranslate: line 4: malformed UTF-8 at byte offset 2\n");
     EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n"
                               "source   for\nbraille  \u283f\nmap      0 0 0 1\n"
                               "source   the\nbraille  \u282e\nmap      0 0 0 1\n");
@@ -105,8 +103,7 @@ TEST_F(Brltranslate, ReportsMalformedUtf8InItsArguments)
     const Outcome outcome = run({"a", "b\xc0"});
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors,
-              "brltranslate: text: malformed UTF-8 at byte offset 3, not translated\n");
+    EXPECT_EQ(outcome.errors, "brltranslate: text: malformed UTF-8 at byte offset 3\n");
 }
 
 TEST_F(Brltranslate, NamesAnUnknownOption)
@@ -125,6 +122,25 @@ TEST_F(Brltranslate, NamesAnUnknownTranslator)
     EXPECT_EQ(outcome.output, "");
     expectOneLine(outcome.errors);
     EXPECT_THAT(outcome.errors, AllOf(StartsWith("brltranslate: "), HasSubstr("no-such-table")));
+}
+
+TEST_F(Brltranslate, TakesNoTranslatorThatHasNoNameOrNoneInUtf8)
+{
+    const Outcome empty = run({"-t", "", "x"});
+    EXPECT_EQ(empty.status, 2);
+    EXPECT_THAT(empty.errors, HasSubstr("no translator is named \"\""));
+    const Outcome malformed = run({"-t", "caf\xe9", "x"});
+    EXPECT_EQ(malformed.status, 2);
+    EXPECT_EQ(malformed.errors, "brltranslate: translator: malformed UTF-8 at byte offset 3\n");
+}
+
+TEST_F(Brltranslate, RefusesALineThatTheBusCannotCarryAndTranslatesTheRest)
+{
+    const Outcome outcome = run({}, std::string(8000001, 'a') + "\nand\n");
+    EXPECT_EQ(outcome.status, 1);
+    expectOneLine(outcome.errors);
+    EXPECT_THAT(outcome.errors, StartsWith("brltranslate: line 1: more than the 8000000"));
+    EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n");
 }
 
 TEST_F(Brltranslate, PrintsItsUsageOnATerminalWithoutText)
