@@ -4,6 +4,7 @@
 #include "support/Contract.h"
 #include "support/Environment.h"
 #include "support/HostProcess.h"
+#include "support/PrivateMember.h"
 
 #include <sdbus-c++/Error.h>
 
@@ -13,6 +14,8 @@
 #include <string>
 #include <type_traits>
 #include <vector>
+
+REVEAL(proxyHolderOf, DBusTranslatorProxy, proxyHolder)
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -102,6 +105,14 @@ TEST_F(ADBusTranslatorProxy, IsNeitherCopyableNorMovableNorPolymorphic)
     EXPECT_FALSE(std::is_copy_assignable_v<DBusTranslatorProxy>);
     EXPECT_FALSE(std::is_move_assignable_v<DBusTranslatorProxy>);
     EXPECT_FALSE(std::is_polymorphic_v<DBusTranslatorProxy>);
+}
+
+TEST_F(ADBusTranslatorProxy, OwnsTheProxyThatItShows)
+{
+    EXPECT_EQ((proxy.*proxyHolderOf()).get(), &proxy.sdbusProxy);
+    const void* const holder = &(proxy.*proxyHolderOf());
+    EXPECT_EQ(holder, &proxy);
+    EXPECT_EQ(sizeof(DBusTranslatorProxy), 2 * sizeof(void*));
 }
 
 TEST_F(ADBusTranslatorProxy, CallsNothingUntilItIsAsked)
@@ -391,7 +402,7 @@ TEST_P(ATranslationCall, IsSilentWhenErrorsAreNotLogged)
 
 TEST_P(ATranslationCall, ThatIsNotAnsweredInTimeFailsAsAnyOther)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "100ms");
+    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
     DBusTranslatorProxy impatient("/translator", FakeService::busName());
     service.on(GetParam().method, answer::silence());
     EXPECT_TRUE(isDefault((impatient.*GetParam().call)(id, L"a", 0)));
@@ -475,7 +486,7 @@ TEST_F(ADBusTranslatorProxy, LogsAFailedChangeOfProfileAndReturns)
 {
     service.on("changeLanguageProfile", answer::error("some.Error", "no such profile"));
     proxy.changeLanguageProfile_proxy("tlh");
-    EXPECT_THAT(log.records(),
+    ASSERT_THAT(log.records(),
                 ElementsAre(IsFailure("changeLanguageProfile_proxy", FILE_NAME,
                                       "void DBusTranslatorProxy::changeLanguageProfile_proxy(const "
                                       "string&)")));

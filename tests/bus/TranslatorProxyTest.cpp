@@ -93,8 +93,7 @@ TEST_F(AHandle, MadeOfADescriptionCallsNothing)
 
 TEST_F(AHandle, GivesItsIdentifierAsACopy)
 {
-    std::string id = handle.getID();
-    id += "changed";
+    EXPECT_TRUE((std::is_same_v<decltype(handle.getID()), std::string>));
     EXPECT_EQ(handle.getID(), "some.ctb");
 }
 
@@ -174,7 +173,7 @@ TEST_F(AHandle, ByNameThrowsForAReplyOfAnotherShapeAndAMissingService)
 
 TEST_F(AHandle, ByNameThrowsWhenTheServiceDoesNotAnswerInTime)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "100ms");
+    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
     DBusTranslatorProxy impatient("/translator", FakeService::busName());
     service.on("getTranslatorByName", answer::silence());
     EXPECT_THROW(TranslatorProxy("anything", &impatient), sdbus::Error);
@@ -235,7 +234,7 @@ TEST_P(ATranslationByHandle, MakesAResultOfTheReply)
 
 TEST_P(ATranslationByHandle, IgnoresTheReplysFlagValueAndText)
 {
-    TranslationFields fields{true, 0, {0, 1}, {true, true}, {'x'}, {'a'}, ""};
+    TranslationFields fields{true, 0, {3, 5}, {false, true, true}, {'x'}, {'a'}, ""};
     service.on(GetParam().method, answer::translation(fields));
     const std::string plain = translate(L"a", 0)->toString();
     fields.flag = false;

@@ -37,6 +37,8 @@ public:
     sdbus::MethodReply callMethod(const sdbus::MethodCall& message, uint64_t timeout) override
     {
         meet("callMethod");
+        if (current != nullptr)
+            current->timeouts.push_back(timeout);
         return real->callMethod(message, timeout);
     }
 
@@ -75,6 +77,7 @@ public:
 
     sdbus::IConnection& getConnection() const override
     {
+        note("connection");
         meet("getConnection");
         return real->getConnection();
     }

@@ -1,6 +1,7 @@
 #ifndef TESTS_FAULT_FAULTYBINDING_H
 #define TESTS_FAULT_FAULTYBINDING_H
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <string>
@@ -25,8 +26,11 @@ public:
     /** From now on the operation runs this first; an empty fault heals it. */
     void on(const std::string& operation, std::function<void()> fault);
 
-    /** What happened to proxies: "create", "finish", "unregister", "destroy". */
+    /** What happened to proxies: "create", "finish", "connection", "unregister", "destroy". */
     std::vector<std::string> events;
+
+    /** The time-outs that calls were made with. */
+    std::vector<uint64_t> timeouts;
 
     /** For the wrapped proxies. */
     void meet(const std::string& operation) const;

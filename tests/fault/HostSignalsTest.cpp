@@ -8,6 +8,7 @@
 #include <atomic>
 #include <csignal>
 #include <fstream>
+#include <initializer_list>
 #include <string>
 #include <sys/time.h>
 #include <thread>
@@ -17,6 +18,7 @@
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
+using testing::UnorderedElementsAre;
 
 namespace {
 
@@ -60,6 +62,27 @@ private:
     }
 };
 
+/** More signals blocked on this thread, as long as it lives. */
+class ScopedMask
+{
+public:
+    explicit ScopedMask(std::initializer_list<int> signals)
+    {
+        sigset_t blocked;
+        sigemptyset(&blocked);
+        for (const int signal : signals)
+            sigaddset(&blocked, signal);
+        pthread_sigmask(SIG_BLOCK, &blocked, &before);
+    }
+
+    ~ScopedMask() { pthread_sigmask(SIG_SETMASK, &before, nullptr); }
+    ScopedMask(const ScopedMask&) = delete;
+    ScopedMask& operator=(const ScopedMask&) = delete;
+
+private:
+    sigset_t before{};
+};
+
 std::vector<int> blockedSignals()
 {
     sigset_t mask;
@@ -72,6 +95,25 @@ std::vector<int> blockedSignals()
     return blocked;
 }
 
+/** The signals that a thread would take now, from outside of it. */
+std::vector<int> openSignalsOf(pid_t thread)
+{
+    std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
+    unsigned long long mask = 0;
+    for (std::string word; status >> word;) {
+        if (word == "SigBlk:")
+            status >> std::hex >> mask;
+    }
+    std::vector<int> open;
+    for (int signal = 1; signal < NSIG; ++signal) {
+        const bool isReserved = signal > SIGSYS && signal < SIGRTMIN;
+        const bool isUnblockable = signal == SIGKILL || signal == SIGSTOP;
+        if ((mask >> (signal - 1) & 1U) == 0 && !isReserved && !isUnblockable)
+            open.push_back(signal);
+    }
+    return open;
+}
+
 class AHostsSignals : public BusTest
 {
 protected:
@@ -79,9 +121,11 @@ protected:
     {
         service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "one.utb"));
         service.on("forwardW", answer::echo);
+        service.on("changeLanguageProfile", answer::nothing());
         handle = translation.getComputerBrailleTranslator();
     }
 
+    std::string profile = "en-gb";
     Translation translation;
     TranslatorProxy* handle = nullptr;
 };
@@ -95,6 +139,9 @@ TEST_F(AHostsSignals, DoNotMakeCallsFail)
     // On a quick machine many calls pass between two signals, so count those.
     for (int call = 0; call < 500 || handled < 200; ++call)
         ASSERT_EQ(handle->forwardW(L"some text")->getUntranslatedW(), L"some text");
+    handled = 0;
+    for (int call = 0; call < 500 || handled < 200; ++call)
+        translation.changeLanguageProfile(profile);
     EXPECT_THAT(log.records(), IsEmpty());
 }
 
@@ -108,38 +155,36 @@ TEST_F(AHostsSignals, DoNotMakeTheConstructorFail)
 
 TEST_F(AHostsSignals, AreAllBlockedDuringACallButFaultsAndEnds)
 {
-    // The fake service's thread reads the mask of the thread that waits for it.
-    const std::string status = "/proc/self/task/" + std::to_string(gettid()) + "/status";
-    unsigned long long mask = 0;
+    const pid_t waiting = gettid();
+    std::vector<int> open;
     const Responder reply = answer::echo;
     service.on("forwardW", [&](sd_bus_message* call) {
-        std::ifstream file(status);
-        for (std::string word; file >> word;) {
-            if (word == "SigBlk:")
-                file >> std::hex >> mask;
-        }
+        open = openSignalsOf(waiting);
         reply(call);
     });
     handle->forwardW(L"a");
+    EXPECT_THAT(open, UnorderedElementsAre(SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT,
+                                           SIGSYS, SIGINT, SIGTERM, SIGQUIT, SIGHUP));
+}
+
+TEST_F(AHostsSignals, StayBlockedDuringACallWhereTheHostHasBlockedThem)
+{
+    const ScopedMask own{SIGTERM, SIGINT, SIGSEGV};
+    const pid_t waiting = gettid();
     std::vector<int> open;
-    for (int signal = 1; signal < NSIG; ++signal) {
-        const bool isReserved = signal > SIGSYS && signal < SIGRTMIN;
-        const bool isUnblockable = signal == SIGKILL || signal == SIGSTOP;
-        if ((mask >> (signal - 1) & 1U) == 0 && !isReserved && !isUnblockable)
-            open.push_back(signal);
-    }
-    EXPECT_THAT(open,
-                testing::UnorderedElementsAre(SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT,
-                                              SIGSYS, SIGINT, SIGTERM, SIGQUIT, SIGHUP));
+    const Responder reply = answer::nothing();
+    service.on("changeLanguageProfile", [&](sd_bus_message* call) {
+        open = openSignalsOf(waiting);
+        reply(call);
+    });
+    translation.changeLanguageProfile(profile);
+    EXPECT_THAT(open, UnorderedElementsAre(SIGBUS, SIGFPE, SIGILL, SIGTRAP, SIGABRT, SIGSYS,
+                                           SIGQUIT, SIGHUP));
 }
 
 TEST_F(AHostsSignals, HaveTheSameMaskAfterEveryCall)
 {
-    sigset_t own;
-    sigemptyset(&own);
-    for (const int signal : {SIGUSR1, SIGTERM, SIGSEGV})
-        sigaddset(&own, signal);
-    pthread_sigmask(SIG_BLOCK, &own, nullptr);
+    const ScopedMask own{SIGUSR1, SIGTERM, SIGSEGV};
     const std::vector<int> before = blockedSignals();
     ASSERT_THAT(before, SizeIs(testing::Ge(3U)));
     handle->forwardW(L"a");

@@ -8,6 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -39,6 +40,16 @@ inline std::string withoutBlanksAtStars(const std::string& function)
     return compact;
 }
 
+/** A line of one of the project's files. */
+inline std::string lineOf(const std::string& file, int number)
+{
+    std::ifstream lines(TEST_SOURCE_FOLDER "/" + file);
+    std::string line;
+    while (number-- > 0)
+        std::getline(lines, line);
+    return line;
+}
+
 /** A record at ERROR: "operation : reason", from a source file and a function. */
 MATCHER_P3(IsFailure, operation, file, function, "")
 {
@@ -47,7 +58,8 @@ MATCHER_P3(IsFailure, operation, file, function, "")
                      << arg.function << "'";
     return arg.level == log4cplus::ERROR_LOG_LEVEL && arg.message.rfind(start, 0) == 0 &&
            arg.message.size() > start.size() && arg.message.back() != '\n' && arg.file == file &&
-           arg.line > 0 && withoutBlanksAtStars(arg.function) == withoutBlanksAtStars(function);
+           lineOf(file, arg.line).find("LOG_FAILURE(error)") != std::string::npos &&
+           withoutBlanksAtStars(arg.function) == withoutBlanksAtStars(function);
 }
 
 #endif

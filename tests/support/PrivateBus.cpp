@@ -25,6 +25,10 @@ std::string nextAddress()
 [[noreturn]] void runDaemon(pid_t parent, int addressPipe, const std::string& configuration,
                             const std::string& address)
 {
+    // The test may have blocked signals; the daemon must not, or it could not be ended.
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         _exit(1);

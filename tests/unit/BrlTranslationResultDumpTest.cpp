@@ -91,6 +91,10 @@ TEST(TheDump, WritesNarrowTextsAsTheyAreStored)
 TEST(TheDump, ChangesNothing)
 {
     BrlTranslationResult result(nullptr, FORWARD, L"abc", L"xyz");
-    const std::string first = result.toString();
-    EXPECT_EQ(result.toString(), first);
+    result.toString();
+    EXPECT_EQ(result.getUntranslatedW(), L"abc");
+    EXPECT_EQ(result.getTranslatedW(), L"xyz");
+    EXPECT_EQ(result.getPosMap(), (std::vector<int>{0, 0, 0, 3}));
+    EXPECT_EQ(result.getPosMapComputed(), (std::vector<bool>{true, false, false, true}));
+    EXPECT_EQ(result.getLeftOffset(), 0);
 }

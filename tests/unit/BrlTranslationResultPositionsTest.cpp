@@ -15,7 +15,7 @@
 #include <string>
 #include <vector>
 
-REVEAL(leftOffsetOf, BrlTranslationResult, leftOffset)
+REVEAL(offsetOf, BrlTranslationResult, leftOffset)
 
 using testing::ElementsAre;
 
@@ -89,7 +89,7 @@ TEST(GetTranslatedPositionW, OfAnEmptyMapIsZero)
 TEST(GetTranslatedPositionW, OfAnIndexThatANegativeOffsetMovesOutOfTheMapIsZero)
 {
     BrlTranslationResult result = knownResult();
-    result.*leftOffsetOf() = -2;
+    result.*offsetOf() = -2;
     EXPECT_EQ(result.getTranslatedPositionW(0), 5 - 2);
     EXPECT_EQ(result.getTranslatedPositionW(1), 0);
     EXPECT_EQ(result.getTranslatedPositionW(2), 0);
@@ -125,11 +125,13 @@ TEST(GetTranslatedPositionW, AsksForAnUnknownPositionOnceAndKeepsIt)
 TEST(GetTranslatedPositionW, AsksBackwardsForABackResult)
 {
     StubTranslator stub;
-    stub.answerWithMap({0, 4, 5, 6});
-    BrlTranslationResult result(stub.get(), BACK, L"abc", L"uvwxyz");
-    EXPECT_EQ(result.getTranslatedPositionW(2), 5);
+    stub.answerWithMap({0, 4, 5, 6, 7});
+    BrlTranslationResult result(stub.get(), BACK, L"abcd", L"uvwxyz");
+    result.addLeftOffset();
+    EXPECT_EQ(result.getTranslatedPositionW(3), 5 + 1);
     ASSERT_EQ(stub.calls().size(), 1U);
     EXPECT_FALSE(stub.calls()[0].isForward);
+    EXPECT_EQ(stub.calls()[0].text, L"abcd");
     EXPECT_EQ(stub.calls()[0].cursor, 2);
 }
 
@@ -218,7 +220,7 @@ TEST(GetTranslatedPositionW, ReadsNoFurtherThanTheFreshMapReaches)
         auto fresh = std::make_shared<BrlTranslationResult>(nullptr, FORWARD, L"", L"",
                                                             std::vector<int>{0, 9});
         // Its length claims more than its map holds.
-        (*fresh).*leftOffsetOf() = 100;
+        (*fresh).*offsetOf() = 100;
         return fresh;
     });
     BrlTranslationResult result(stub.get(), FORWARD, L"abcd", L"z");
@@ -275,7 +277,7 @@ TEST(GetTranslatedPositionW, WrapsExtremeEntriesAndOffsets)
     result.addLeftOffset();
     EXPECT_EQ(result.getTranslatedPositionW(1), INT_MIN);
     EXPECT_EQ(result.getTranslatedPositionW(2), INT_MIN + 1);
-    result.*leftOffsetOf() = INT_MAX;
+    result.*offsetOf() = INT_MAX;
     result.addLeftOffset();
     EXPECT_EQ(result.getLeftOffset(), INT_MIN);
 }
@@ -289,6 +291,13 @@ TEST(GetPosMapLength, IsTheOffsetAndTheNumberOfEntries)
     EXPECT_EQ(result.getLeftOffset(), 1);
     EXPECT_THAT(result.getPosMap(), ElementsAre(0, 2, 5));
     EXPECT_THAT(result.getPosMapComputed(), ElementsAre(true, true, true));
+}
+
+TEST(GetPosMapLength, WrapsAnExtremeOffset)
+{
+    BrlTranslationResult result = knownResult();
+    result.*offsetOf() = INT_MAX;
+    EXPECT_EQ(result.getPosMapLength(), INT_MIN + 2);
 }
 
 TEST(GetPosMapLength, OfAnEmptyMapIsZeroWhateverTheOffset)
@@ -383,8 +392,9 @@ struct PlainModel
     int offset = 0;
     int64_t sourceLength = 0;
     int64_t translatedLength = 0;
+    bool isForward = true;
     std::optional<std::vector<int>> fresh; ///< the map of each new translation, if there is any
-    std::size_t calls = 0;
+    std::vector<int64_t> cursors;          ///< that were asked for
 
     static int wrap(int64_t value) { return static_cast<int>(static_cast<uint32_t>(value)); }
 
@@ -414,7 +424,7 @@ struct PlainModel
             return wrap(int64_t{map[at]} + offset);
         if (!fresh)
             return offset;
-        ++calls;
+        cursors.push_back(index);
         map[at] = wrap(freshEntry(index));
         if (at >= flags.size())
             flags.resize(at + 1, false);
@@ -506,6 +516,7 @@ public:
         for (auto left = model.map.size() + static_cast<std::size_t>(below(3)); left > 1; --left)
             model.flags.push_back(known == 0 || below(2) == 0);
         model.offset = below(4) == 0 ? entry(2) : below(4);
+        model.isForward = below(2) == 0;
         model.sourceLength = below(25);
         model.translatedLength = below(25);
         if (below(2) == 0)
@@ -523,10 +534,21 @@ BrlTranslationResult realResult(const PlainModel& model, StubTranslator& stub)
     const std::wstring translated(static_cast<std::size_t>(model.translatedLength), L'b');
     if (model.fresh)
         stub.answerWithMap(*model.fresh);
-    BrlTranslationResult result(model.fresh ? stub.get() : nullptr, FORWARD, source, translated,
-                                model.map, model.flags);
-    result.*leftOffsetOf() = model.offset;
+    BrlTranslationResult result(model.fresh ? stub.get() : nullptr,
+                                model.isForward ? FORWARD : BACK, source, translated, model.map,
+                                model.flags);
+    result.*offsetOf() = model.offset;
     return result;
+}
+
+void expectSameCalls(const StubTranslator& stub, const PlainModel& model)
+{
+    std::vector<int64_t> cursors;
+    for (const StubCall& call : stub.calls()) {
+        EXPECT_EQ(call.isForward, model.isForward);
+        cursors.push_back(call.cursor);
+    }
+    EXPECT_EQ(cursors, model.cursors);
 }
 
 } // namespace
@@ -545,7 +567,8 @@ TEST(PositionsOfRandomMaps, MapForwardAsThePlainModelDoes)
         }
         ASSERT_EQ(result.getPosMap(), model.map) << "round " << round;
         ASSERT_EQ(result.getPosMapComputed(), model.flags) << "round " << round;
-        ASSERT_EQ(stub.calls().size(), model.calls) << "round " << round;
+        expectSameCalls(stub, model);
+        ASSERT_FALSE(HasFailure()) << "round " << round;
     }
 }
 
@@ -563,7 +586,8 @@ TEST(PositionsOfRandomMaps, MapBackAsThePlainModelDoes)
                 << result.toString();
         }
         ASSERT_EQ(result.getPosMap(), model.map) << "round " << round;
-        ASSERT_EQ(stub.calls().size(), model.calls) << "round " << round;
+        expectSameCalls(stub, model);
+        ASSERT_FALSE(HasFailure()) << "round " << round;
     }
 }
 

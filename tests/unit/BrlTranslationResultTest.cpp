@@ -1,14 +1,28 @@
 #include <libBrailleTranslate/BrlTranslationResult.h>
 
+#include "support/PrivateMember.h"
+
 #include <boost/locale/encoding_utf.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <climits>
 #include <random>
 #include <string>
 #include <type_traits>
 #include <vector>
+
+REVEAL(isForwardOf, BrlTranslationResult, isForward)
+REVEAL(leftOffsetOf, BrlTranslationResult, leftOffset)
+REVEAL(posMapOf, BrlTranslationResult, posMap)
+REVEAL(flagsOf, BrlTranslationResult, posMapComputed)
+REVEAL(translatedOf, BrlTranslationResult, translated)
+REVEAL(translatorOf, BrlTranslationResult, translator)
+REVEAL(untranslatedOf, BrlTranslationResult, untranslated)
+REVEAL(translatedWOf, BrlTranslationResult, translatedW)
+REVEAL(untranslatedWOf, BrlTranslationResult, untranslatedW)
+REVEAL(isWideOf, BrlTranslationResult, isWide)
 
 namespace {
 
@@ -215,6 +229,12 @@ TEST(ABrlTranslationResult, PinsOneMorePosition)
                      {true, false, true, true});
 }
 
+TEST(ABrlTranslationResult, PinsTheFirstPosition)
+{
+    expectDefaultMap({nullptr, FORWARD, "ab", "wxyz", 0, 2}, {2, 0, 4}, {true, false, true});
+    expectDefaultMap({nullptr, FORWARD, L"ab", L"wxyz", 0, 2}, {2, 0, 4}, {true, false, true});
+}
+
 TEST(ABrlTranslationResult, PinsTheFirstPositionOfAnEmptyText)
 {
     expectDefaultMap({nullptr, FORWARD, "", "wxyz", 0, 2}, {2, 4}, {true, true});
@@ -294,4 +314,16 @@ TEST(ABrlTranslationResult, IsAPlainClass)
 {
     EXPECT_FALSE(std::is_polymorphic_v<BrlTranslationResult>);
     EXPECT_TRUE(std::is_copy_assignable_v<BrlTranslationResult>);
+}
+
+TEST(ABrlTranslationResult, HasItsMembersInOrder)
+{
+    const BrlTranslationResult result = wide(L"ab", L"xyz");
+    const std::vector<const void*> addresses{
+        &(result.*isForwardOf()),    &(result.*leftOffsetOf()),  &(result.*posMapOf()),
+        &(result.*flagsOf()),        &(result.*translatedOf()),  &(result.*translatorOf()),
+        &(result.*untranslatedOf()), &(result.*translatedWOf()), &(result.*untranslatedWOf()),
+        &(result.*isWideOf())};
+    EXPECT_TRUE(std::is_sorted(addresses.begin(), addresses.end()));
+    EXPECT_EQ(addresses.front(), &result);
 }
