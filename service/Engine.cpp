@@ -5,6 +5,7 @@
 #include <liblouis.h>
 
 #include <algorithm>
+#include <unistd.h>
 #include <utility>
 
 static_assert(sizeof(widechar) == sizeof(uint32_t), "the engine must take whole code points");
@@ -29,6 +30,16 @@ struct Direction
 
 constexpr Direction FORWARD{lou_translate, dotsIO | ucBrl, 4};
 constexpr Direction BACK{lou_backTranslate, dotsIO, 8};
+
+/** Ends the process if it still exists after so many seconds. */
+class Deadline
+{
+public:
+    explicit Deadline(unsigned seconds) { alarm(seconds); }
+    ~Deadline() { alarm(0); }
+    Deadline(const Deadline&) = delete;
+    Deadline& operator=(const Deadline&) = delete;
+};
 
 /** One run of the engine, as it came out. */
 struct Run
@@ -145,13 +156,14 @@ EngineResult translate(const Direction& direction, const std::string& table, Cod
 
 } // namespace
 
-Engine::Engine()
+Engine::Engine(unsigned secondsForOneText) : deadline(secondsForOneText)
 {
     routeEngineLog();
 }
 
 EngineResult Engine::forward(const std::string& table, const CodePoints& text)
 {
+    const Deadline untilThen(deadline);
     return translate(FORWARD, table, text);
 }
 
@@ -159,5 +171,6 @@ EngineResult Engine::back(const std::string& table, const CodePoints& text)
 {
     CodePoints cells = text;
     turnPatternsIntoCells(cells);
+    const Deadline untilThen(deadline);
     return translate(BACK, table, std::move(cells));
 }

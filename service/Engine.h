@@ -37,7 +37,8 @@ struct EngineResult
  * positions stay what they are.
  *
  * Failures: throws TooLong or Failure; the engine itself stays usable. It may
- * take for ever over some texts with some tables, and ends the process if its
+ * take for ever over some texts with some tables: at the deadline SIGALRM ends
+ * the process, which is the only way out. It ends the process itself if its
  * memory runs out.
  *
  * Tables: the engine opens and keeps whatever file it is told to, so a table is
@@ -69,13 +70,19 @@ public:
         using std::runtime_error::runtime_error;
     };
 
-    Engine();
+    /** What a text may take, in seconds: less than clients wait for their reply (25 s). */
+    static constexpr unsigned DEADLINE = 20;
+
+    explicit Engine(unsigned secondsForOneText = DEADLINE);
 
     /** Print to braille. An empty text does not reach the engine, whatever the table. */
     EngineResult forward(const std::string& table, const CodePoints& text);
 
     /** Braille to print: takes braille patterns; otherwise as forward(). */
     EngineResult back(const std::string& table, const CodePoints& text);
+
+private:
+    unsigned deadline;
 };
 
 #endif

@@ -9,6 +9,7 @@
 #include <log4cplus/logger.h>
 #include <log4cplus/spi/loggingevent.h>
 
+#include <csignal>
 #include <cstdio>
 #include <functional>
 #include <memory>
@@ -16,6 +17,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -360,4 +362,22 @@ TEST(Engine, WritesItsOwnMessagesToTheLogOnly)
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
     ASSERT_FALSE(log.errors().empty());
     EXPECT_NE(log.errors().front().find("/nowhere/at-all.ctb"), std::string::npos);
+}
+
+TEST(TheEnginesDeadline, EndsTheProcessThatHangsOnAText)
+{
+    testing::FLAGS_gtest_death_test_style = "threadsafe";
+    const auto hang = [] {
+        Engine(1).forward(tableOf("de-g2.ctb"), codePoints(U"E-Mail: -@home"));
+    };
+    EXPECT_EXIT(hang(), testing::KilledBySignal(SIGALRM), "");
+}
+
+TEST(TheEnginesDeadline, IsOverWhenTheTextIsTranslated)
+{
+    Engine engine(5);
+    engine.forward(tableOf(UEB_GRADE_2), codePoints(U"and"));
+    EXPECT_EQ(alarm(0), 0U) << "seconds are left of an alarm";
+    engine.back(tableOf(UEB_GRADE_2), {0x282F});
+    EXPECT_EQ(alarm(0), 0U) << "seconds are left of an alarm";
 }
