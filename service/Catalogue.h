@@ -13,7 +13,7 @@ struct Translator
     std::string id;
     /** The name for people, UTF-8; no other translator has it. */
     std::string name;
-    /** 0 computer or uncontracted braille, 1, 2, 3 contracted. */
+    /** As the table states it, 0 to 3; the contract says what it means. */
     int grade;
     bool translatesBack;
     /** The table's path, for the engine. */

@@ -81,10 +81,10 @@ public:
     /** From now on, the answer to calls of that method. */
     void on(const std::string& member, Responder responder);
 
-    /** All calls so far, in the order of their arrival. */
+    /** All calls since the last clear, in the order of their arrival. */
     std::vector<Call> calls() const;
 
-    /** The calls since the last clear; waits until there are that many. */
+    /** The same, once there are that many. */
     std::vector<Call> waitForCalls(std::size_t count) const;
     void clearCalls();
 
