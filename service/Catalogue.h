@@ -1,24 +1,16 @@
 #ifndef SERVICE_CATALOGUE_H
 #define SERVICE_CATALOGUE_H
 
+#include <service/Translator.h>
+
 #include <cstddef>
 #include <map>
 #include <string>
 #include <vector>
 
-/** One translator: an installed braille table, as clients see it. */
-struct Translator
-{
-    /** The base name of the table's file, UTF-8: what clients translate with. */
-    std::string id;
-    /** The name for people, UTF-8; no other translator has it. */
-    std::string name;
-    /** As the table states it, 0 to 3; the contract says what it means. */
-    int grade;
-    bool translatesBack;
-    /** The table's path, for the engine. */
-    std::string table;
-};
+/** What there is to say when the catalogue is empty. */
+constexpr const char* NO_TABLES =
+    "no braille tables are installed; install the package liblouis-data";
 
 /**
  * The installed translators, and the only way from a client's string to a
@@ -29,33 +21,31 @@ struct Translator
  * that describes and includes it; only the second is an entry, and the first
  * one's name leads to it.
  *
- * Failures: a table that cannot be read is described by its file name. Without
- * any tables the catalogue is empty.
+ * Names are unique: translators that share one get their identifiers appended.
  *
- * Threads: immutable once made, but making one calls the engine (see Engine).
+ * Threads: immutable; may be used from anywhere.
  */
 class Catalogue
 {
 public:
-    /** All tables that the engine finds on this system, or in LOUIS_TABLEPATH. */
-    static Catalogue installed();
+    /** These translators, whose identifiers differ. */
+    explicit Catalogue(std::vector<Translator> installed);
 
-    /** The tables with these paths; of several files of one name only the first. */
-    explicit Catalogue(const std::vector<std::string>& tables);
-
-    /** All translators, in the order of their identifiers. */
+    /** All translators, in the order in which they were given. */
     const std::vector<Translator>& translators() const;
 
     /**
      * The translator with exactly this name or identifier; borrowed from the
      * catalogue, null if there is none. An identifier without suffix that
-     * several translators would answer to names none of them.
+     * several translators would answer to names the only one of them that has a
+     * name of its own; otherwise it names none.
      */
     const Translator* find(const std::string& nameOrId) const;
 
 private:
     void makeNamesUnique();
     void indexNames();
+    void indexShortNames(bool (*isMeant)(const Translator&));
 
     std::vector<Translator> entries;
     /** From everything that names an entry to its index. */

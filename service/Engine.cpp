@@ -5,7 +5,7 @@
 #include <liblouis.h>
 
 #include <algorithm>
-#include <unistd.h>
+#include <malloc.h>
 #include <utility>
 
 static_assert(sizeof(widechar) == sizeof(uint32_t), "the engine must take whole code points");
@@ -30,16 +30,6 @@ struct Direction
 
 constexpr Direction FORWARD{lou_translate, dotsIO | ucBrl, 4};
 constexpr Direction BACK{lou_backTranslate, dotsIO, 8};
-
-/** Ends the process if it still exists after so many seconds. */
-class Deadline
-{
-public:
-    explicit Deadline(unsigned seconds) { alarm(seconds); }
-    ~Deadline() { alarm(0); }
-    Deadline(const Deadline&) = delete;
-    Deadline& operator=(const Deadline&) = delete;
-};
 
 /** One run of the engine, as it came out. */
 struct Run
@@ -83,6 +73,14 @@ std::size_t withinLength(int position, std::size_t length)
     return std::min(static_cast<std::size_t>(std::max(position, 0)), length);
 }
 
+/** What to throw when the engine refuses a table. */
+Engine::Failure failureOf(const std::string& table)
+{
+    const std::string reason = engine_log::firstError();
+    return Engine::Failure("the engine cannot use the table " + table +
+                           (reason.empty() ? "" : ": " + reason));
+}
+
 Run runOnce(const Direction& direction, const std::string& table, const CodePoints& text,
             std::size_t room)
 {
@@ -91,8 +89,7 @@ Run runOnce(const Direction& direction, const std::string& table, const CodePoin
     int length = static_cast<int>(room);
     if (direction.call(table.c_str(), text.data(), &consumed, run.output.data(), &length, nullptr,
                        nullptr, run.outputPositions.data(), nullptr, nullptr, direction.mode) == 0)
-        throw Engine::Failure("the engine cannot use the table " + table +
-                              "; the service's log has its reasons");
+        throw failureOf(table);
     run.consumed = withinLength(consumed, text.size());
     run.output.resize(withinLength(length, room));
     run.hasFilledItsRoom = room - run.output.size() < LEAST_SPARE_ROOM;
@@ -142,10 +139,6 @@ std::string diagnosticOf(const Run& run, std::size_t length, std::size_t replace
 
 EngineResult translate(const Direction& direction, const std::string& table, CodePoints text)
 {
-    if (text.size() > Engine::LONGEST_TEXT)
-        throw Engine::TooLong("the text has " + std::to_string(text.size()) +
-                              " code points, at most " + std::to_string(Engine::LONGEST_TEXT) +
-                              " can be translated at once");
     if (text.empty())
         return {true, 0, {0}, {}, {}};
     const std::size_t replaced = replaceWhatIsNoCharacter(text);
@@ -156,14 +149,19 @@ EngineResult translate(const Direction& direction, const std::string& table, Cod
 
 } // namespace
 
-Engine::Engine(unsigned secondsForOneText) : deadline(secondsForOneText)
+Engine::Engine()
 {
-    routeEngineLog();
+    engine_log::start();
+}
+
+void Engine::load(const std::string& table)
+{
+    if (lou_getTable(table.c_str()) == nullptr)
+        throw failureOf(table);
 }
 
 EngineResult Engine::forward(const std::string& table, const CodePoints& text)
 {
-    const Deadline untilThen(deadline);
     return translate(FORWARD, table, text);
 }
 
@@ -171,6 +169,11 @@ EngineResult Engine::back(const std::string& table, const CodePoints& text)
 {
     CodePoints cells = text;
     turnPatternsIntoCells(cells);
-    const Deadline untilThen(deadline);
     return translate(BACK, table, std::move(cells));
+}
+
+void Engine::giveMemoryBack()
+{
+    lou_free();
+    malloc_trim(0);
 }

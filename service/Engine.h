@@ -10,6 +10,9 @@
 /** Text as it travels on the bus: one code point per element, nothing promised about its value. */
 using CodePoints = std::vector<uint32_t>;
 
+/** How long a text may be that is translated at once, in code points. */
+constexpr std::size_t LONGEST_TEXT = 1000000;
+
 /** One translation, with what the engine did to each position. */
 struct EngineResult
 {
@@ -36,10 +39,9 @@ struct EngineResult
  * U+10FFFF) are translated as U+FFFD, and the diagnostic says so; the text's
  * positions stay what they are.
  *
- * Failures: throws TooLong or Failure; the engine itself stays usable. It may
- * take for ever over some texts with some tables: at the deadline SIGALRM ends
- * the process, which is the only way out. It ends the process itself if its
- * memory runs out.
+ * Failures: throws TooLong or Failure; the engine itself stays usable. Over some
+ * texts with some tables it takes for ever, and it ends the process itself if its
+ * memory runs out: it is to run in a process that others can do without.
  *
  * Tables: the engine opens and keeps whatever file it is told to, so a table is
  * a path out of the Catalogue, never a string that a client sent.
@@ -51,29 +53,28 @@ class Engine
 {
 public:
     /**
-     * The limits of a text and of its translation, in code points. Together they
+     * What a translation may have, in code points; see LONGEST_TEXT. Together they
      * keep a reply, of 12 bytes per position of the text and 4 per cell, below
      * 32 MiB: the system bus cuts the sender of a longer message off.
      */
-    static constexpr std::size_t LONGEST_TEXT = 1000000;
     static constexpr std::size_t LONGEST_OUTPUT = 5000000;
 
-    /** The text or its translation is above its limit. */
+    /** The translation is above that limit. */
     struct TooLong : std::runtime_error
     {
         using std::runtime_error::runtime_error;
     };
 
-    /** The engine cannot use the table; the log holds its own words. */
+    /** The engine cannot use the table; the text holds its own words. */
     struct Failure : std::runtime_error
     {
         using std::runtime_error::runtime_error;
     };
 
-    /** What a text may take, in seconds: less than clients wait for their reply (25 s). */
-    static constexpr unsigned DEADLINE = 20;
+    Engine();
 
-    explicit Engine(unsigned secondsForOneText = DEADLINE);
+    /** Reads a table, so that the first translation with it need not. */
+    void load(const std::string& table);
 
     /** Print to braille. An empty text does not reach the engine, whatever the table. */
     EngineResult forward(const std::string& table, const CodePoints& text);
@@ -81,8 +82,8 @@ public:
     /** Braille to print: takes braille patterns; otherwise as forward(). */
     EngineResult back(const std::string& table, const CodePoints& text);
 
-private:
-    unsigned deadline;
+    /** Forgets all tables, and what room long texts have taken. */
+    void giveMemoryBack();
 };
 
 #endif

@@ -1,25 +1,45 @@
 #include <service/EngineLog.h>
 
 #include <liblouis.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
+
+#include <iostream>
+#include <utility>
+
+namespace {
+
+std::vector<std::string>& errors()
+{
+    static std::vector<std::string> messages;
+    return messages;
+}
+
+} // namespace
 
 // The caller is C code, which no exception may cross.
 extern "C" {
 static void logEngineMessage(logLevels level, const char* message) noexcept
 {
-    const log4cplus::Logger logger =
-        log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("brailletranslatord.engine"));
     // The engine's warnings are about what it copes with by itself, and it has
     // some on every start.
     if (level < LOU_LOG_ERROR)
-        LOG4CPLUS_INFO(logger, message);
-    else
-        LOG4CPLUS_ERROR(logger, message);
+        return;
+    if (level >= LOU_LOG_FATAL)
+        std::cerr << "brailletranslate-engine: " << message << '\n';
+    errors().emplace_back(message);
 }
 }
 
-void routeEngineLog()
+void engine_log::start()
 {
     lou_registerLogCallback(logEngineMessage);
+}
+
+std::string engine_log::firstError()
+{
+    return errors().empty() ? std::string() : errors().front();
+}
+
+std::vector<std::string> engine_log::takeErrors()
+{
+    return std::exchange(errors(), {});
 }

@@ -1,13 +1,24 @@
 #ifndef SERVICE_ENGINELOG_H
 #define SERVICE_ENGINELOG_H
 
+#include <string>
+#include <vector>
+
 /**
- * Sends what the braille engine has to say to the logger
- * "brailletranslatord.engine", from now on and for the whole process; left
- * alone, the engine writes to stderr.
- *
- * Whoever calls the engine calls this first. Once is enough, more do no harm.
+ * The engine's own words. From construction of the first Engine on they go here
+ * instead of to the process's stderr; what it says before it ends the process
+ * itself goes there as well, since nobody will ask for it.
  */
-void routeEngineLog();
+namespace engine_log {
+
+void start();
+
+/** The first error since takeErrors(); empty if there is none. */
+std::string firstError();
+
+/** All errors since the last call, oldest first. */
+std::vector<std::string> takeErrors();
+
+} // namespace engine_log
 
 #endif

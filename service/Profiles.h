@@ -1,14 +1,18 @@
 #ifndef SERVICE_PROFILES_H
 #define SERVICE_PROFILES_H
 
+#include <array>
 #include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 /** A language profile: which translator, by its identifier, has each role. */
 struct Profile
 {
     std::string name;
+    /** The language, in English, for people. */
+    std::string language;
     /** Shows text on the braille display. */
     std::string display;
     /** Reads what is typed in braille, so it translates back well. */
@@ -18,6 +22,14 @@ struct Profile
     /** Uncontracted braille in the language of the entry table. */
     std::string grade1;
 };
+
+/** The four roles of a profile, by the names that they have in the configuration. */
+constexpr std::array<std::pair<const char*, std::string Profile::*>, 4> ROLES{{
+    {"display", &Profile::display},
+    {"entry", &Profile::entry},
+    {"computer", &Profile::computer},
+    {"grade1", &Profile::grade1},
+}};
 
 /**
  * The language profiles that a client can switch to.
@@ -36,19 +48,19 @@ public:
         using std::runtime_error::runtime_error;
     };
 
-    /** The profiles that the service has without any configuration. */
-    static Profiles builtIn();
-
     /** These profiles; of several with one name the first is found. */
     explicit Profiles(std::vector<Profile> profiles);
 
-    const std::vector<Profile>& all() const;
+    const std::vector<Profile>& all() const { return list; }
 
-    /** The profile of exactly that name, borrowed. Throws NoSuchProfile. */
+    /**
+     * The profile of exactly that name, borrowed. Throws NoSuchProfile, with the
+     * names that are close to it, or whose language is; with all names if none is.
+     */
     const Profile& named(const std::string& name) const;
 
 private:
-    std::string names() const;
+    std::string namesLike(const std::string& name) const;
 
     std::vector<Profile> list;
 };

@@ -1,38 +1,60 @@
 #include <service/TranslatorService.h>
 
+#include <service/LazyMap.h>
+#include <service/Logging.h>
 #include <service/Quoted.h>
 
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <sdbus-c++/Error.h>
+#include <sdbus-c++/Message.h>
 
-#include <exception>
+#include <memory>
+#include <set>
 #include <utility>
 
 namespace {
 
 constexpr const char* OBJECT_PATH = "/translator";
 
-/** A failure to throw: the binding replies with it. */
+constexpr const char* A_CLIENT_LEAVES =
+    "type='signal',sender='org.freedesktop.DBus',path='/org/freedesktop/DBus',"
+    "interface='org.freedesktop.DBus',member='NameOwnerChanged',arg2=''";
+
+/** A failure to throw or to send: it becomes the reply. */
 sdbus::Error failure(const char* name, const std::string& text)
 {
-    LOG4CPLUS_INFO(log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("brailletranslatord")),
-                   name << " : " << text);
+    LOG_INFO(name << " : " << text);
     return {std::string("braille.translator.Error.") + name, text};
+}
+
+sdbus::Error failureOf(const EngineAnswer& answer, const std::string& id)
+{
+    return failure(answer.status == EngineAnswer::Status::TOO_LONG ? "TooLong" : "EngineFailed",
+                   id + ": " + answer.failure);
+}
+
+std::string describe(const EngineRequest& request, const std::string& id)
+{
+    return id + ": a text of " + std::to_string(request.text.size()) + " code points ";
 }
 
 } // namespace
 
 TranslatorService::TranslatorService(sdbus::IConnection& connection,
                                      const Catalogue& installedTranslators,
-                                     const Profiles& knownProfiles, const Profile& firstProfile,
-                                     Engine& brailleEngine)
+                                     WorkerPool& engineProcesses, Configuration configuration,
+                                     Maps whichMaps)
     : AdaptorInterfaces(connection, OBJECT_PATH),
       catalogue(installedTranslators),
-      profiles(knownProfiles),
-      profile(&firstProfile),
-      engine(brailleEngine)
+      pool(engineProcesses),
+      maps(whichMaps),
+      profiles(std::move(configuration.profiles)),
+      clientsLeaving(connection.addMatch(A_CLIENT_LEAVES, [this](sdbus::Message& signal) {
+          std::string client;
+          signal >> client;
+          pool.drop(client);
+      }))
 {
+    use(profiles.named(configuration.defaultProfile));
     registerAdaptor();
 }
 
@@ -41,24 +63,33 @@ TranslatorService::~TranslatorService()
     unregisterAdaptor();
 }
 
-TranslatorService::TranslationReply TranslatorService::forwardW(const std::string& id,
-                                                                const CodePoints& codePoints,
-                                                                const int32_t& /*cursor*/)
+void TranslatorService::configure(Configuration configuration)
 {
-    return translate(&Engine::forward, id, codePoints);
+    profiles = std::move(configuration.profiles);
+    pool.setLimits(configuration.limits);
+    try {
+        use(profiles.named(profile.name));
+    } catch (const Profiles::NoSuchProfile&) {
+        use(profiles.named(configuration.defaultProfile));
+    }
 }
 
-TranslatorService::TranslationReply TranslatorService::backW(const std::string& id,
-                                                             const CodePoints& codePoints,
-                                                             const int32_t& /*cursor*/)
+void TranslatorService::forwardW(TranslationResult&& result, std::string id, CodePoints codePoints,
+                                 int32_t cursor)
 {
-    return translate(&Engine::back, id, codePoints);
+    translate(EngineRequest::Kind::FORWARD, std::move(result), id, std::move(codePoints), cursor);
+}
+
+void TranslatorService::backW(TranslationResult&& result, std::string id, CodePoints codePoints,
+                              int32_t cursor)
+{
+    translate(EngineRequest::Kind::BACK, std::move(result), id, std::move(codePoints), cursor);
 }
 
 void TranslatorService::changeLanguageProfile(const std::string& name)
 {
     try {
-        profile = &profiles.named(name);
+        use(profiles.named(name));
     } catch (const Profiles::NoSuchProfile& error) {
         throw failure("NoSuchProfile", error.what());
     }
@@ -66,22 +97,22 @@ void TranslatorService::changeLanguageProfile(const std::string& name)
 
 TranslatorService::TranslatorInfo TranslatorService::getPreferredBrailleTranslatorForDisplay()
 {
-    return getTranslatorByName(profile->display);
+    return getTranslatorByName(profile.display);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getPreferredBrailleTranslatorForEntry()
 {
-    return getTranslatorByName(profile->entry);
+    return getTranslatorByName(profile.entry);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getComputerBrailleTranslator()
 {
-    return getTranslatorByName(profile->computer);
+    return getTranslatorByName(profile.computer);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getGrade1TranslatorForPreferredEntry()
 {
-    return getTranslatorByName(profile->grade1);
+    return getTranslatorByName(profile.grade1);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getTranslatorByName(const std::string& name)
@@ -90,34 +121,63 @@ TranslatorService::TranslatorInfo TranslatorService::getTranslatorByName(const s
     return {translator.grade, translator.name, translator.translatesBack, translator.id};
 }
 
-TranslatorService::TranslationReply TranslatorService::translate(Direction direction,
-                                                                 const std::string& id,
-                                                                 const CodePoints& codePoints)
+void TranslatorService::translate(EngineRequest::Kind direction, TranslationResult&& result,
+                                  const std::string& id, CodePoints&& codePoints, int32_t cursor)
 {
     const Translator& translator = translatorNamed(id);
-    try {
-        EngineResult result = (engine.*direction)(translator.table, codePoints);
-        std::vector<bool> known(result.positions.size(), true);
-        return {result.complete,
-                static_cast<int32_t>(result.consumed),
-                std::move(result.positions),
-                std::move(known),
-                std::move(result.output),
-                codePoints,
-                std::move(result.diagnostic)};
-    } catch (const Engine::TooLong& error) {
-        throw failure("TooLong", error.what());
-    } catch (const std::exception& error) {
-        // Whatever it was, only this call must fail: the binding lets nothing else through.
-        throw failure("EngineFailed", translator.id + ": " + error.what());
+    if (codePoints.size() > LONGEST_TEXT)
+        throw failure("TooLong", "the text has " + std::to_string(codePoints.size()) +
+                                     " code points, at most " + std::to_string(LONGEST_TEXT) +
+                                     " can be translated at once; send it in parts");
+    const auto shared = std::make_shared<TranslationResult>(std::move(result));
+    const auto reply = [this, shared, &translator, cursor](Worker::Outcome&& outcome,
+                                                           EngineRequest&& request) {
+        try {
+            shared->returnResults(
+                replyOf(std::move(outcome), std::move(request), translator.id, cursor));
+        } catch (const sdbus::Error& error) {
+            shared->returnError(error);
+        }
+    };
+    const std::string client = getObject().getCurrentlyProcessedMessage()->getSender();
+    if (!pool.submit({client, {direction, translator.table, std::move(codePoints)}, reply}))
+        throw failure("Busy", "too many texts are waiting to be translated; wait for the replies");
+}
+
+TranslatorService::Reply TranslatorService::replyOf(Worker::Outcome&& outcome,
+                                                    EngineRequest&& request, const std::string& id,
+                                                    int32_t cursor) const
+{
+    switch (outcome.end) {
+    case Worker::Outcome::End::TIMED_OUT:
+        throw failure("Timeout", describe(request, id) +
+                                     "was given up because it took too long; try another "
+                                     "translator, or find the part that it takes so long for");
+    case Worker::Outcome::End::DIED:
+        throw failure("EngineFailed", describe(request, id) +
+                                          "has ended the engine; try another translator, or "
+                                          "send the text in parts");
+    case Worker::Outcome::End::ANSWERED:
+        break;
     }
+    if (outcome.answer.status != EngineAnswer::Status::DONE)
+        throw failureOf(outcome.answer, id);
+    EngineResult& result = outcome.answer.result;
+    std::vector<bool> known = maps == Maps::LAZY ? hideMap(result.positions, cursor)
+                                                 : std::vector<bool>(result.positions.size(), true);
+    return {result.complete,
+            static_cast<int32_t>(result.consumed),
+            std::move(result.positions),
+            std::move(known),
+            std::move(result.output),
+            std::move(request.text),
+            std::move(result.diagnostic)};
 }
 
 const Translator& TranslatorService::translatorNamed(const std::string& nameOrId) const
 {
     if (catalogue.translators().empty())
-        throw failure("EngineFailed",
-                      "no braille tables are installed; install the package liblouis-data");
+        throw failure("EngineFailed", NO_TABLES);
     const Translator* translator = catalogue.find(nameOrId);
     if (translator == nullptr)
         throw failure("NoSuchTranslator",
@@ -126,4 +186,15 @@ const Translator& TranslatorService::translatorNamed(const std::string& nameOrId
                           catalogue.translators().front().id +
                           ", or an identifier without its suffix, exactly as it is written");
     return *translator;
+}
+
+void TranslatorService::use(const Profile& newProfile)
+{
+    profile = newProfile;
+    std::set<std::string> tables;
+    for (const auto& [role, member] : ROLES) {
+        if (const Translator* translator = catalogue.find(profile.*member))
+            tables.insert(translator->table);
+    }
+    pool.keepLoaded({tables.begin(), tables.end()});
 }

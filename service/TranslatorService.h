@@ -2,8 +2,8 @@
 #define SERVICE_TRANSLATORSERVICE_H
 
 #include <service/Catalogue.h>
-#include <service/Engine.h>
-#include <service/Profiles.h>
+#include <service/Configuration.h>
+#include <service/WorkerPool.h>
 
 #include <braille.translator-adaptor.h>
 #include <sdbus-c++/AdaptorInterfaces.h>
@@ -14,45 +14,53 @@
 #include <string>
 #include <vector>
 
+/** What position maps show. */
+enum class Maps
+{
+    COMPLETE,
+    LAZY ///< for tests of clients, see LazyMap.h
+};
+
 /**
  * The object "/translator" on the bus: turns the methods of the interface
- * "braille.translator" into questions to the catalogue, the profiles and the
- * engine, and their answers into replies. It decides nothing itself.
+ * "braille.translator" into questions to the catalogue and the profiles and into
+ * jobs for the engine processes, and what comes of them into replies. Questions
+ * are answered at once, the texts of one client in their order.
  *
- * Position maps are exact everywhere, so cursors are accepted and not used.
+ * Failures: a method that cannot be answered gets an error reply named
+ * "braille.translator.Error." and NoSuchTranslator, NoSuchProfile, TooLong, Busy,
+ * Timeout or EngineFailed, with a text that says what was asked and what would
+ * work.
  *
- * Failures: a method that cannot be answered throws an sdbus::Error named
- * "braille.translator.Error." and NoSuchTranslator, NoSuchProfile, TooLong or
- * EngineFailed, with a text that says what was asked and what would work; the
- * binding sends it as the reply.
+ * Lifetimes: everything that the constructor takes by reference is borrowed and
+ * must outlive the service. The object is on the bus from construction to
+ * destruction.
  *
- * Lifetimes: everything that the constructor takes is borrowed and must outlive
- * the service. The object is on the bus from construction to destruction.
- *
- * Threads: lives on the thread that runs the connection's event loop.
+ * Threads: lives on the thread that runs the event loop.
  */
 class TranslatorService final : public sdbus::AdaptorInterfaces<braille::translator_adaptor>
 {
 public:
     TranslatorService(sdbus::IConnection& connection, const Catalogue& installedTranslators,
-                      const Profiles& knownProfiles, const Profile& firstProfile,
-                      Engine& brailleEngine);
+                      WorkerPool& engineProcesses, Configuration configuration, Maps whichMaps);
     ~TranslatorService();
 
     TranslatorService(const TranslatorService&) = delete;
     TranslatorService& operator=(const TranslatorService&) = delete;
 
-private:
-    using TranslationReply =
-        sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>, std::vector<uint32_t>,
-                      std::vector<uint32_t>, std::string>;
-    using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
-    using Direction = EngineResult (Engine::*)(const std::string& table, const CodePoints& text);
+    /** From now on; the current profile stays if there is still one of its name. */
+    void configure(Configuration configuration);
 
-    TranslationReply forwardW(const std::string& id, const CodePoints& codePoints,
-                              const int32_t& cursor) override;
-    TranslationReply backW(const std::string& id, const CodePoints& codePoints,
-                           const int32_t& cursor) override;
+private:
+    using Reply = sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>,
+                                std::vector<uint32_t>, std::vector<uint32_t>, std::string>;
+    using TranslationResult = sdbus::Result<Reply>;
+    using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
+
+    void forwardW(TranslationResult&& result, std::string id, CodePoints codePoints,
+                  int32_t cursor) override;
+    void backW(TranslationResult&& result, std::string id, CodePoints codePoints,
+               int32_t cursor) override;
     void changeLanguageProfile(const std::string& name) override;
     TranslatorInfo getPreferredBrailleTranslatorForDisplay() override;
     TranslatorInfo getPreferredBrailleTranslatorForEntry() override;
@@ -60,14 +68,19 @@ private:
     TranslatorInfo getGrade1TranslatorForPreferredEntry() override;
     TranslatorInfo getTranslatorByName(const std::string& name) override;
 
-    TranslationReply translate(Direction direction, const std::string& id,
-                               const CodePoints& codePoints);
+    void translate(EngineRequest::Kind direction, TranslationResult&& result, const std::string& id,
+                   CodePoints&& codePoints, int32_t cursor);
+    Reply replyOf(Worker::Outcome&& outcome, EngineRequest&& request, const std::string& id,
+                  int32_t cursor) const;
     const Translator& translatorNamed(const std::string& nameOrId) const;
+    void use(const Profile& profile);
 
     const Catalogue& catalogue;
-    const Profiles& profiles;
-    const Profile* profile;
-    Engine& engine;
+    WorkerPool& pool;
+    const Maps maps;
+    Profiles profiles;
+    Profile profile;
+    sdbus::Slot clientsLeaving;
 };
 
 #endif

@@ -1,18 +1,22 @@
+#include <service/BusLoop.h>
 #include <service/Catalogue.h>
-#include <service/Engine.h>
-#include <service/Profiles.h>
+#include <service/Configuration.h>
+#include <service/Inspection.h>
+#include <service/Logging.h>
 #include <service/TranslatorService.h>
+#include <service/WorkerPool.h>
 
 #include <CLI/CLI.hpp>
-#include <log4cplus/consoleappender.h>
+#include <boost/asio/io_context.hpp>
+#include <boost/asio/signal_set.hpp>
 #include <log4cplus/initializer.h>
-#include <log4cplus/layout.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/loggingmacros.h>
 #include <sdbus-c++/Error.h>
 #include <sdbus-c++/IConnection.h>
 
+#include <csignal>
 #include <exception>
+#include <filesystem>
+#include <functional>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -27,6 +31,17 @@ constexpr const char* BUS_NAME = BRAILLETRANSLATE_BUS_NAME;
 constexpr int EXIT_FAILED = 1;
 constexpr int EXIT_USAGE = 2;
 
+struct Options
+{
+    std::string configuration = BRAILLETRANSLATE_CONFIGURATION;
+    std::string profile;
+    LogTarget log = LogTarget::STDERR;
+    bool isVerbose = false;
+    bool wantsList = false;
+    bool wantsCheck = false;
+    bool hasLazyMaps = false;
+};
+
 /** Reports why the program ends, in one line. */
 int end(int status, const std::string& reason)
 {
@@ -34,37 +49,60 @@ int end(int status, const std::string& reason)
     return status;
 }
 
-void logToStderr()
+/** Reads the options; a status if that is all there is to do. */
+std::optional<int> readOptions(int argc, char** argv, Options& options)
 {
-    log4cplus::SharedAppenderPtr appender(new log4cplus::ConsoleAppender(true, true));
-    appender->setLayout(std::make_unique<log4cplus::PatternLayout>(LOG4CPLUS_TEXT("%c: %p: %m%n")));
-    log4cplus::Logger root = log4cplus::Logger::getRoot();
-    root.addAppender(std::move(appender));
-    root.setLogLevel(log4cplus::WARN_LOG_LEVEL);
-}
-
-log4cplus::Logger logger()
-{
-    return log4cplus::Logger::getInstance(LOG4CPLUS_TEXT("brailletranslatord"));
-}
-
-/** Reads the options into their variables; a status if that is all there is to do. */
-std::optional<int> readOptions(int argc, char** argv, std::string& profile)
-{
-    CLI::App options("Translates between print and braille for programs on the system bus.",
-                     PROGRAM);
-    options.set_version_flag("--version", std::string(PROGRAM) + " " BRAILLETRANSLATE_VERSION);
-    options.add_option("--profile", profile, "The language profile to start with")
-        ->type_name("NAME")
+    CLI::App parser("Translates between print and braille for programs on the system bus.",
+                    PROGRAM);
+    parser.set_version_flag("--version", std::string(PROGRAM) + " " BRAILLETRANSLATE_VERSION);
+    parser.add_option("--config", options.configuration, "The profiles and limits, a TOML file")
+        ->type_name("FILE")
+        ->take_last()
         ->capture_default_str();
+    parser
+        .add_option("--profile", options.profile,
+                    "The language profile to start with, instead of the file's default")
+        ->type_name("NAME")
+        ->take_last();
+    parser.add_option("--log", options.log, "Where messages go: stderr (default) or syslog")
+        ->type_name("TARGET")
+        ->take_last()
+        ->transform(CLI::CheckedTransformer(std::map<std::string, LogTarget>{
+            {"stderr", LogTarget::STDERR}, {"syslog", LogTarget::SYSLOG}}));
+    parser.add_flag("--verbose", options.isVerbose, "Log what is refused and why, too");
+    CLI::Option* const list =
+        parser.add_flag("--list", options.wantsList, "Print all translators and profiles");
+    parser
+        .add_flag("--check", options.wantsCheck,
+                  "Try all tables and profiles, print what is broken")
+        ->excludes(list);
+    parser.add_flag("--lazy-map", options.hasLazyMaps,
+                    "For tests of clients: leave most of each position map unknown");
     try {
-        options.parse(argc, argv);
+        parser.parse(argc, argv);
     } catch (const CLI::Success& request) {
-        return options.exit(request);
+        return parser.exit(request);
     } catch (const CLI::ParseError& error) {
         return end(EXIT_USAGE, error.what());
     }
     return std::nullopt;
+}
+
+/** The program that holds the engine: next to this one. */
+std::string engineProgram()
+{
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() /
+           "brailletranslate-engine";
+}
+
+Catalogue installedCatalogue()
+{
+    Worker::Outcome outcome =
+        askEngine(engineProgram(), {EngineRequest::Kind::DESCRIBE_TABLES, {}, {}},
+                  PoolLimits::LONGEST_DEADLINE);
+    if (outcome.end != Worker::Outcome::End::ANSWERED)
+        throw std::runtime_error(engineProgram() + " does not work");
+    return Catalogue(std::move(outcome.answer.translators));
 }
 
 std::unique_ptr<sdbus::IConnection> openBus()
@@ -89,27 +127,67 @@ void takeName(sdbus::IConnection& connection)
     }
 }
 
-/** Answers calls for as long as there is a bus to take them from. */
-void answerCalls(sdbus::IConnection& connection)
-{
-    try {
-        connection.enterEventLoop();
-    } catch (const sdbus::Error& error) {
-        LOG4CPLUS_INFO(logger(), "the bus has gone: " << error.what());
-    }
+/** Reads the file again; what is wrong with it changes nothing. */
+void reload(const std::string& file, const Catalogue& catalogue, TranslatorService& service)
+try {
+    service.configure(readConfiguration(file, catalogue));
+    LOG_INFO("has read " << file << " again");
+} catch (const ConfigurationError& error) {
+    LOG_ERROR(error.what() << "; the profiles stay as they were");
 }
 
-int serve(const Profiles& profiles, const Profile& profile)
+/** Calls that as often as one of these signals comes. */
+void onSignals(boost::asio::signal_set& signals, const std::function<void()>& act)
 {
-    Engine engine;
-    const Catalogue catalogue = Catalogue::installed();
+    signals.async_wait([&signals, act](const boost::system::error_code& error, int) {
+        if (error)
+            return;
+        act();
+        onSignals(signals, act);
+    });
+}
+
+/** Answers calls until it is told to end, or there is no bus to take them from. */
+void answerCalls(BusLoop& bus)
+try {
+    bus.run();
+} catch (const sdbus::Error& error) {
+    LOG_INFO("the bus has gone: " << error.what());
+}
+
+int serve(const Options& options, const Catalogue& catalogue, Configuration configuration)
+{
+    boost::asio::io_context loop;
     const std::unique_ptr<sdbus::IConnection> connection = openBus();
-    const TranslatorService service(*connection, catalogue, profiles, profile, engine);
+    WorkerPool pool(loop, engineProgram(), configuration.limits);
+    TranslatorService service(*connection, catalogue, pool, std::move(configuration),
+                              options.hasLazyMaps ? Maps::LAZY : Maps::COMPLETE);
+    BusLoop bus(loop, *connection);
+    boost::asio::signal_set ending(loop, SIGTERM, SIGINT);
+    onSignals(ending, [&bus] { bus.stop(); });
+    boost::asio::signal_set reloading(loop, SIGHUP);
+    onSignals(reloading, [&] { reload(options.configuration, catalogue, service); });
     // Only now: a call to the name must find the object.
     takeName(*connection);
-    LOG4CPLUS_INFO(logger(), "answering as " << BUS_NAME);
-    answerCalls(*connection);
+    LOG_INFO("answering as " << BUS_NAME);
+    answerCalls(bus);
     return 0;
+}
+
+int run(const Options& options)
+{
+    const Catalogue catalogue = installedCatalogue();
+    Configuration configuration = readConfiguration(options.configuration, catalogue);
+    if (!options.profile.empty())
+        configuration.defaultProfile = configuration.profiles.named(options.profile).name;
+    const bool isInspection = options.wantsList || options.wantsCheck;
+    if (isInspection && catalogue.translators().empty())
+        throw std::runtime_error(NO_TABLES);
+    if (options.wantsList)
+        return list(catalogue, configuration);
+    if (options.wantsCheck)
+        return check(catalogue, configuration, engineProgram());
+    return serve(options, catalogue, std::move(configuration));
 }
 
 } // namespace
@@ -117,12 +195,11 @@ int serve(const Profiles& profiles, const Profile& profile)
 int main(int argc, char** argv)
 try {
     const log4cplus::Initializer logging;
-    logToStderr();
-    std::string profileName = "en-us";
-    if (const std::optional<int> status = readOptions(argc, argv, profileName))
+    Options options;
+    if (const std::optional<int> status = readOptions(argc, argv, options))
         return *status;
-    const Profiles profiles = Profiles::builtIn();
-    return serve(profiles, profiles.named(profileName));
+    logTo(options.log, options.isVerbose);
+    return run(options);
 } catch (const Profiles::NoSuchProfile& error) {
     return end(EXIT_USAGE, error.what());
 } catch (const std::exception& error) {

@@ -1,5 +1,7 @@
 #include <service/Catalogue.h>
 
+#include <service/Tables.h>
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -13,7 +15,7 @@ namespace {
 
 const Catalogue& installed()
 {
-    static const Catalogue catalogue = Catalogue::installed();
+    static const Catalogue catalogue(describeTables(installedTables()));
     return catalogue;
 }
 
@@ -49,7 +51,7 @@ protected:
         tables.pop_back();
     }
 
-    Catalogue catalogue() const { return Catalogue(tables); }
+    Catalogue catalogue() const { return Catalogue(describeTables(tables)); }
 
     int gradeOfTableWith(const std::string& metadata)
     {
@@ -112,13 +114,33 @@ TEST(Catalogue, FindsEveryTranslatorByIdentifierAndName)
     }
 }
 
+TEST(Catalogue, HoldsTablesThatTheEngineDoesNotList)
+{
+    for (const char* id : {"tr-g1.ctb", "sk-sk-g1.utb", "is.ctb"}) {
+        ASSERT_NE(installed().find(id), nullptr) << id;
+        EXPECT_EQ(installed().find(id)->name, id) << "they have no name";
+    }
+}
+
+TEST(Catalogue, HoldsNoPartsOfTables)
+{
+    for (const char* part : {"unicode.dis", "devanagari.cti", "boxes.ctb", "en-ueb-math.ctb"})
+        EXPECT_EQ(installed().find(part), nullptr) << part;
+}
+
 TEST(Catalogue, FindsTranslatorsByIdentifierWithoutItsSuffix)
 {
     // Two tables share this one, so it is no name for either.
     const std::string shared = "bg";
     for (const Translator& translator : installed().translators()) {
         const std::string stem = stemOf(translator.id);
-        EXPECT_EQ(installed().find(stem), stem == shared ? nullptr : &translator) << stem;
+        const Translator* found = installed().find(stem);
+        if (stem == shared)
+            EXPECT_EQ(found, nullptr);
+        else if (translator.name != translator.id)
+            EXPECT_EQ(found, &translator) << stem;
+        else
+            EXPECT_NE(found, nullptr) << stem;
     }
 }
 
@@ -232,6 +254,16 @@ TEST_F(MadeCatalogue, DoesNotGuessBetweenTwoIdentifiersThatDifferInTheirSuffix)
     EXPECT_EQ(made.find("a"), nullptr);
     EXPECT_EQ(made.find("a.ctb")->id, "a.ctb");
     EXPECT_EQ(made.find("a.utb")->id, "a.utb");
+}
+
+TEST_F(MadeCatalogue, PrefersATableWithANameToOneWithout)
+{
+    add("a.ctb", "#+type:literary\n");
+    add("a.tbl", "#-display-name: Named\n#+type:literary\n");
+    const Catalogue made = catalogue();
+
+    EXPECT_EQ(made.find("a")->id, "a.tbl");
+    EXPECT_EQ(made.find("a.ctb")->id, "a.ctb");
 }
 
 TEST_F(MadeCatalogue, PrefersIdentifiersToNames)

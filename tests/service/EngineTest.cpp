@@ -1,23 +1,23 @@
 #include <service/Engine.h>
 
 #include "MapAudit.h"
+#include "support/RandomText.h"
 
 #include <service/Catalogue.h>
+#include <service/EngineLog.h>
+#include <service/Tables.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <log4cplus/appender.h>
-#include <log4cplus/logger.h>
-#include <log4cplus/spi/loggingevent.h>
 
-#include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -29,7 +29,7 @@ constexpr const char* COMPUTER = "en-gb-comp8.ctb";
 /** The path of an installed table. Only tables that the engine is known not to hang on. */
 std::string tableOf(const std::string& id)
 {
-    static const Catalogue catalogue = Catalogue::installed();
+    static const Catalogue catalogue(describeTables(installedTables()));
     const Translator* translator = catalogue.find(id);
     if (translator == nullptr)
         throw std::runtime_error(id + " is not installed");
@@ -73,68 +73,14 @@ std::string outputOf(const std::string& command)
     return output;
 }
 
-/** Texts of all kinds: letters and spaces, ASCII, braille, Unicode, and any values at all. */
-CodePoints randomText(std::mt19937& random)
+/** What the process has in memory. */
+std::size_t residentKilobytes()
 {
-    const std::vector<std::function<uint32_t()>> kinds{
-        [&random] { return random() % 6 == 0 ? ' ' : 'a' + random() % 26; },
-        [&random] { return ' ' + random() % 95; },
-        [&random] { return 0x2800 + random() % 256; },
-        [&random] { return random() % 0x110000; },
-        [&random] { return static_cast<uint32_t>(random()); },
-    };
-    const auto& kind = kinds[random() % kinds.size()];
-    CodePoints text(random() % 60);
-    for (uint32_t& codePoint : text)
-        codePoint = kind();
-    return text;
+    std::ifstream file("/proc/self/statm");
+    std::size_t pages = 0;
+    file >> pages >> pages;
+    return pages * 4;
 }
-
-/** Takes what is logged for as long as it lives. */
-class EngineLogCapture
-{
-public:
-    EngineLogCapture()
-    {
-        logger.setAdditivity(false);
-        logger.addAppender(appender);
-    }
-
-    ~EngineLogCapture()
-    {
-        logger.removeAppender(appender);
-        logger.setAdditivity(true);
-    }
-
-    EngineLogCapture(const EngineLogCapture&) = delete;
-    EngineLogCapture& operator=(const EngineLogCapture&) = delete;
-
-    const std::vector<std::string>& errors() const { return records; }
-
-private:
-    class Appender : public log4cplus::Appender
-    {
-    public:
-        explicit Appender(std::vector<std::string>& destination) : records(destination)
-        {
-            setThreshold(log4cplus::ERROR_LOG_LEVEL);
-        }
-        ~Appender() override { destructorImpl(); }
-        void close() override {}
-
-    private:
-        void append(const log4cplus::spi::InternalLoggingEvent& event) override
-        {
-            records.push_back(event.getMessage());
-        }
-
-        std::vector<std::string>& records;
-    };
-
-    std::vector<std::string> records;
-    log4cplus::Logger logger = log4cplus::Logger::getInstance("brailletranslatord.engine");
-    log4cplus::SharedAppenderPtr appender{new Appender(records)};
-};
 
 } // namespace
 
@@ -315,18 +261,10 @@ TEST(Engine, GivesPrintTheRoomThatItTakes)
 
 TEST(Engine, TranslatesTheLongestText)
 {
-    const EngineResult result = forward(COMPUTER, CodePoints(Engine::LONGEST_TEXT, 'a'));
+    const EngineResult result = forward(COMPUTER, CodePoints(LONGEST_TEXT, 'a'));
 
     EXPECT_TRUE(result.complete);
-    EXPECT_EQ(result.output, CodePoints(Engine::LONGEST_TEXT, 0x2801));
-}
-
-TEST(Engine, RefusesALongerText)
-{
-    const CodePoints text(Engine::LONGEST_TEXT + 1, 'a');
-
-    EXPECT_THROW(forward(COMPUTER, text), Engine::TooLong);
-    EXPECT_THROW(back(COMPUTER, text), Engine::TooLong);
+    EXPECT_EQ(result.output, CodePoints(LONGEST_TEXT, 0x2801));
 }
 
 TEST(Engine, RefusesATranslationThatWouldNotFitIntoAReply)
@@ -337,22 +275,58 @@ TEST(Engine, RefusesATranslationThatWouldNotFitIntoAReply)
     EXPECT_EQ(forward(COMPUTER, {'a'}).output, CodePoints{0x2801});
 }
 
-TEST(Engine, SaysWhichTableItCannotUse)
+TEST(Engine, SaysWhichTableItCannotUseAndWhy)
 {
-    const EngineLogCapture log;
-    try {
-        Engine().forward("/nowhere/at-all.ctb", {'a'});
-        FAIL() << "there is no such table";
-    } catch (const Engine::Failure& error) {
-        EXPECT_STREQ(error.what(), "the engine cannot use the table /nowhere/at-all.ctb; "
-                                   "the service's log has its reasons");
+    Engine engine;
+    const std::vector<std::function<void()>> uses{
+        [&engine] { engine.forward("/nowhere/at-all.ctb", {'a'}); },
+        [&engine] { engine.back("/nowhere/at-all.ctb", {'a'}); },
+        [&engine] { engine.load("/nowhere/at-all.ctb"); },
+    };
+    for (const auto& use : uses) {
+        engine_log::takeErrors();
+        try {
+            use();
+            ADD_FAILURE() << "there is no such table";
+        } catch (const Engine::Failure& error) {
+            const std::string text = error.what();
+            EXPECT_THAT(
+                text, testing::StartsWith("the engine cannot use the table /nowhere/at-all.ctb: "));
+            EXPECT_THAT(engine_log::takeErrors(),
+                        testing::Contains(text.substr(text.find(": ") + 2)));
+        }
     }
-    EXPECT_EQ(forward(COMPUTER, {'a'}).output, CodePoints{0x2801}) << "it stays usable";
+    EXPECT_EQ(engine.forward(tableOf(COMPUTER), {'a'}).output, CodePoints{0x2801})
+        << "it stays usable";
+}
+
+TEST(Engine, ReadsATableAhead)
+{
+    Engine engine;
+    engine.load(tableOf(COMPUTER));
+    EXPECT_EQ(engine.forward(tableOf(COMPUTER), {'a'}).output, CodePoints{0x2801});
+}
+
+TEST(Engine, TranslatesAfterItHasGivenItsMemoryBack)
+{
+    Engine engine;
+    const CodePoints before = engine.forward(tableOf(UEB_GRADE_2), codePoints(U"knowledge")).output;
+    engine.giveMemoryBack();
+    EXPECT_EQ(engine.forward(tableOf(UEB_GRADE_2), codePoints(U"knowledge")).output, before);
+}
+
+TEST(Engine, GivesBackWhatALongTextHasTaken)
+{
+    Engine engine;
+    engine.forward(tableOf(COMPUTER), {'a'});
+    const std::size_t before = residentKilobytes();
+    engine.forward(tableOf(COMPUTER), CodePoints(LONGEST_TEXT, 'a'));
+    engine.giveMemoryBack();
+    EXPECT_LT(residentKilobytes(), before + 8192);
 }
 
 TEST(Engine, WritesItsOwnMessagesToTheLogOnly)
 {
-    const EngineLogCapture log;
     testing::internal::CaptureStdout();
     testing::internal::CaptureStderr();
 
@@ -360,24 +334,7 @@ TEST(Engine, WritesItsOwnMessagesToTheLogOnly)
 
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
-    ASSERT_FALSE(log.errors().empty());
-    EXPECT_NE(log.errors().front().find("/nowhere/at-all.ctb"), std::string::npos);
-}
-
-TEST(TheEnginesDeadline, EndsTheProcessThatHangsOnAText)
-{
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
-    const auto hang = [] {
-        Engine(1).forward(tableOf("de-g2.ctb"), codePoints(U"E-Mail: -@home"));
-    };
-    EXPECT_EXIT(hang(), testing::KilledBySignal(SIGALRM), "");
-}
-
-TEST(TheEnginesDeadline, IsOverWhenTheTextIsTranslated)
-{
-    Engine engine(5);
-    engine.forward(tableOf(UEB_GRADE_2), codePoints(U"and"));
-    EXPECT_EQ(alarm(0), 0U) << "seconds are left of an alarm";
-    engine.back(tableOf(UEB_GRADE_2), {0x282F});
-    EXPECT_EQ(alarm(0), 0U) << "seconds are left of an alarm";
+    EXPECT_THAT(engine_log::takeErrors(),
+                testing::Contains(testing::HasSubstr("/nowhere/at-all.ctb")));
+    EXPECT_THAT(engine_log::takeErrors(), testing::IsEmpty()) << "they are taken once";
 }

@@ -1,17 +1,22 @@
 #include <service/Profiles.h>
 
-#include <service/Catalogue.h>
-
 #include <gtest/gtest.h>
 
 #include <string>
 
 namespace {
 
-std::string textOfFailure(const Profiles& profiles, const std::string& name)
+const Profiles PROFILES({
+    {"de", "German", "d", "e", "c", "g"},
+    {"en-gb", "English (United Kingdom)", "", "", "", ""},
+    {"en-us", "English (United States)", "", "", "", ""},
+    {"zh-cn", "Chinese", "", "", "", ""},
+});
+
+std::string failureFor(const std::string& name)
 {
     try {
-        profiles.named(name);
+        PROFILES.named(name);
     } catch (const Profiles::NoSuchProfile& error) {
         return error.what();
     }
@@ -20,77 +25,47 @@ std::string textOfFailure(const Profiles& profiles, const std::string& name)
 
 } // namespace
 
-TEST(Profiles, HaveEnglishBuiltIn)
+TEST(Profiles, AreFoundByTheirExactNames)
 {
-    const Profiles profiles = Profiles::builtIn();
-    const Profile& american = profiles.named("en-us");
-
-    EXPECT_EQ(american.name, "en-us");
-    EXPECT_EQ(american.display, "en-ueb-g2.ctb");
-    EXPECT_EQ(american.entry, "en-ueb-g2.ctb");
-    EXPECT_EQ(american.computer, "en-us-comp8-ext.utb");
-    EXPECT_EQ(american.grade1, "en-ueb-g1.ctb");
-    EXPECT_EQ(profiles.named("en-gb").computer, "en-gb-comp8.ctb");
+    EXPECT_EQ(PROFILES.all().size(), 4U);
+    EXPECT_EQ(PROFILES.named("de").language, "German");
+    for (const char* name : {"", "en", "EN-US", "en-us ", "en_US", "/en-us", "German"})
+        EXPECT_THROW(PROFILES.named(name), Profiles::NoSuchProfile) << name;
 }
 
-TEST(Profiles, AreFoundByTheirExactNamesOnly)
+TEST(Profiles, NameTheirRolesAsTheConfigurationDoes)
 {
-    const Profiles profiles = Profiles::builtIn();
-    for (const char* name : {"", "en", "EN-US", "en-us ", "en_US", "/en-us"})
-        EXPECT_THROW(profiles.named(name), Profiles::NoSuchProfile) << name;
+    const Profile& german = PROFILES.named("de");
+    std::string found;
+    for (const auto& [role, member] : ROLES)
+        found += std::string(role) + "=" + german.*member + " ";
+    EXPECT_EQ(found, "display=d entry=e computer=c grade1=g ");
 }
 
-TEST(Profiles, SayWhatWasAskedAndWhatThereIs)
+TEST(Profiles, OfferTheNamesThatAreCloseToAnUnknownOne)
 {
-    EXPECT_EQ(textOfFailure(Profiles::builtIn(), "xx"),
-              "no language profile is named \"xx\"; there are en-gb, en-us");
+    EXPECT_EQ(failureFor("en"), R"(no language profile is named "en"; close to it: en-gb, en-us)");
+    EXPECT_EQ(failureFor("en_US"), R"(no language profile is named "en_US"; close to it: en-us)");
+    EXPECT_EQ(failureFor("de-at"), R"(no language profile is named "de-at"; close to it: de)");
+    EXPECT_EQ(failureFor("zh-cm"), R"(no language profile is named "zh-cm"; close to it: zh-cn)");
 }
 
-TEST(Profiles, QuoteAStrangeNameOnOneLine)
+TEST(Profiles, OfferTheNameOfALanguageThatIsMisspelt)
 {
-    const Profiles profiles({{"only", "", "", "", ""}});
-
-    EXPECT_EQ(textOfFailure(profiles, "a\nb\x7F\t"),
-              "no language profile is named \"a b  \"; there are only");
+    EXPECT_EQ(failureFor("germna"), R"(no language profile is named "germna"; close to it: de)");
+    EXPECT_EQ(failureFor("ENGLISH"),
+              R"(no language profile is named "ENGLISH"; close to it: en-gb, en-us)");
 }
 
-TEST(Profiles, CutALongNameBetweenItsCharacters)
+TEST(Profiles, OfferAllNamesWhenNoneIsClose)
 {
-    const Profiles profiles({{"only", "", "", "", ""}});
-    const std::string seventyNine(79, 'x');
-
-    EXPECT_EQ(textOfFailure(profiles, seventyNine + "y"),
-              "no language profile is named \"" + seventyNine + "y\"; there are only");
-    EXPECT_EQ(textOfFailure(profiles, seventyNine + "é and more"),
-              "no language profile is named \"" + seventyNine + "...\"; there are only");
+    const std::string all = "there are de, en-gb, en-us, zh-cn";
+    EXPECT_EQ(failureFor("tlhIngan"), R"(no language profile is named "tlhIngan"; )" + all);
+    EXPECT_EQ(failureFor(""), R"(no language profile is named ""; )" + all);
 }
 
-TEST(Profiles, CanBeAnyList)
+TEST(Profiles, AnswerAHugeNameAtOnce)
 {
-    const Profiles profiles({{"one", "a", "b", "c", "d"}, {"two", "e", "f", "g", "h"}});
-
-    EXPECT_EQ(profiles.all().size(), 2U);
-    EXPECT_EQ(profiles.named("two").grade1, "h");
-}
-
-TEST(Profiles, NameOnlyTablesThatAreInstalled)
-{
-    const Catalogue catalogue = Catalogue::installed();
-    const Profiles profiles = Profiles::builtIn();
-    for (const Profile& profile : profiles.all()) {
-        for (const std::string& table :
-             {profile.display, profile.entry, profile.computer, profile.grade1})
-            EXPECT_NE(catalogue.find(table), nullptr) << profile.name << ": " << table;
-    }
-}
-
-TEST(Profiles, GiveEachRoleATranslatorThatSuitsIt)
-{
-    const Catalogue catalogue = Catalogue::installed();
-    const Profiles profiles = Profiles::builtIn();
-    for (const Profile& profile : profiles.all()) {
-        EXPECT_TRUE(catalogue.find(profile.entry)->translatesBack) << profile.name;
-        EXPECT_EQ(catalogue.find(profile.computer)->grade, 0) << profile.name;
-        EXPECT_EQ(catalogue.find(profile.grade1)->grade, 1) << profile.name;
-    }
+    const std::string text = failureFor(std::string(1U << 20U, 'x'));
+    EXPECT_EQ(text.substr(text.size() - 39), "...\"; there are de, en-gb, en-us, zh-cn");
 }

@@ -1,0 +1,174 @@
+#include <service/Configuration.h>
+
+#include <service/Quoted.h>
+
+#include <toml++/toml.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <initializer_list>
+#include <optional>
+#include <string_view>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+namespace {
+
+/** Reads one file; all that is wrong with it is thrown with its place. */
+class Reader
+{
+public:
+    Reader(const std::string& fileName, const Catalogue& installed)
+        : file(fileName), catalogue(installed)
+    {
+    }
+
+    Configuration read() const
+    {
+        const toml::table content = parse();
+        allowOnly(content, {"default", "engine", "profile"});
+        Profiles profiles(readProfiles(content));
+        std::string defaultProfile = readDefault(content, profiles);
+        return {std::move(profiles), std::move(defaultProfile), readLimits(content)};
+    }
+
+private:
+    [[noreturn]] void fail(const toml::source_region& place, const std::string& reason) const
+    {
+        throw ConfigurationError(file + ":" + std::to_string(std::max(place.begin.line, 1U)) +
+                                 ": " + reason);
+    }
+
+    toml::table parse() const
+    {
+        std::ifstream stream(file);
+        if (!stream)
+            throw ConfigurationError(file + ": cannot be read (" +
+                                     std::generic_category().message(errno) +
+                                     "); name another file with --config");
+        try {
+            return toml::parse(stream, file);
+        } catch (const toml::parse_error& error) {
+            fail(error.source(), std::string(error.description()) + "; mend the line");
+        }
+    }
+
+    void allowOnly(const toml::table& table, std::initializer_list<const char*> keys) const
+    {
+        for (const auto& [key, value] : table) {
+            const std::string_view name = key.str();
+            if (std::find(keys.begin(), keys.end(), name) != keys.end())
+                continue;
+            std::string known;
+            for (const char* other : keys)
+                known += (known.empty() ? "" : ", ") + std::string(other);
+            fail(key.source(),
+                 "unknown key " + quoted(std::string(name)) + "; here there may be " + known);
+        }
+    }
+
+    const toml::table& tableOf(const toml::table& parent, const char* key) const
+    {
+        static const toml::table none;
+        const toml::node* node = parent.get(key);
+        if (node == nullptr)
+            return none;
+        if (!node->is_table())
+            fail(node->source(), quoted(key) + " is not a table; write [" + key + "...]");
+        return *node->as_table();
+    }
+
+    std::string stringOf(const toml::table& parent, const std::string& key,
+                         const std::string& what) const
+    {
+        const toml::node* node = parent.get(key);
+        if (node == nullptr)
+            fail(parent.source(), what + " has no " + quoted(key) + "; add one");
+        if (!node->is_string())
+            fail(node->source(), quoted(key) + " is not a string; put it in quotes");
+        return node->as_string()->get();
+    }
+
+    std::vector<Profile> readProfiles(const toml::table& content) const
+    {
+        std::vector<Profile> profiles;
+        for (const auto& [key, node] : tableOf(content, "profile")) {
+            const std::string name(key.str());
+            if (!node.is_table())
+                fail(node.source(), quoted(name) + " is not a table; write [profile." + name + "]");
+            profiles.push_back(readProfile(name, *node.as_table()));
+        }
+        return profiles;
+    }
+
+    Profile readProfile(const std::string& name, const toml::table& table) const
+    {
+        allowOnly(table, {"language", "display", "entry", "computer", "grade1"});
+        const std::string what = "the profile " + quoted(name);
+        Profile profile;
+        profile.name = name;
+        profile.language = stringOf(table, "language", what);
+        for (const auto& [role, member] : ROLES) {
+            profile.*member = stringOf(table, role, what);
+            if (!catalogue.translators().empty() && catalogue.find(profile.*member) == nullptr)
+                fail(table.get(role)->source(),
+                     "no translator is named " + quoted(profile.*member) +
+                         "; brailletranslatord --list shows those that are installed");
+        }
+        return profile;
+    }
+
+    std::string readDefault(const toml::table& content, const Profiles& profiles) const
+    {
+        std::string name = stringOf(content, "default", "the file");
+        try {
+            profiles.named(name);
+        } catch (const Profiles::NoSuchProfile& error) {
+            fail(content.get("default")->source(), error.what());
+        }
+        return name;
+    }
+
+    PoolLimits readLimits(const toml::table& content) const
+    {
+        const toml::table& table = tableOf(content, "engine");
+        allowOnly(table, {"workers", "most-workers", "deadline-ms", "deadline-us-per-character"});
+        PoolLimits limits;
+        limits.workers = number(table, "workers", 2, 64).value_or(limits.workers);
+        limits.mostWorkers = std::max(
+            limits.workers, number(table, "most-workers", 2, 64).value_or(limits.mostWorkers));
+        if (const auto deadline =
+                number(table, "deadline-ms", 10, PoolLimits::LONGEST_DEADLINE.count()))
+            limits.deadline = std::chrono::milliseconds(*deadline);
+        if (const auto allowance = number(table, "deadline-us-per-character", 0, 100000))
+            limits.deadlinePerCodePoint = std::chrono::microseconds(*allowance);
+        return limits;
+    }
+
+    std::optional<std::size_t> number(const toml::table& table, const char* key, int64_t least,
+                                      int64_t most) const
+    {
+        const toml::node* node = table.get(key);
+        if (node == nullptr)
+            return std::nullopt;
+        const std::optional<int64_t> value = node->value_exact<int64_t>();
+        if (!value || *value < least || *value > most)
+            fail(node->source(), quoted(key) + " is to be a whole number from " +
+                                     std::to_string(least) + " to " + std::to_string(most));
+        return static_cast<std::size_t>(*value);
+    }
+
+    const std::string& file;
+    const Catalogue& catalogue;
+};
+
+} // namespace
+
+Configuration readConfiguration(const std::string& file, const Catalogue& catalogue)
+{
+    return Reader(file, catalogue).read();
+}

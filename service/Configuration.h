@@ -1,0 +1,34 @@
+#ifndef SERVICE_CONFIGURATION_H
+#define SERVICE_CONFIGURATION_H
+
+#include <service/Catalogue.h>
+#include <service/Profiles.h>
+#include <service/WorkerPool.h>
+
+#include <stdexcept>
+#include <string>
+
+/** What the configuration file says. */
+struct Configuration
+{
+    Profiles profiles;
+    /** The name of the profile to start with; one of them. */
+    std::string defaultProfile;
+    PoolLimits limits;
+};
+
+/** The text is one line: the file, the line in it, what is wrong and what to do. */
+struct ConfigurationError : std::runtime_error
+{
+    using std::runtime_error::runtime_error;
+};
+
+/**
+ * Reads a TOML file. Every profile in it must have its language and its four
+ * roles, filled with translators of the catalogue; of an empty catalogue nothing
+ * is asked, because then the service has worse to report. Throws
+ * ConfigurationError.
+ */
+Configuration readConfiguration(const std::string& file, const Catalogue& catalogue);
+
+#endif

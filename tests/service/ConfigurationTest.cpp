@@ -1,0 +1,197 @@
+#include <service/Configuration.h>
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+using namespace std::chrono_literals;
+
+namespace {
+
+const Catalogue CATALOGUE({
+    {"a.ctb", "Contracted", 2, true, "/a.ctb", ""},
+    {"b.utb", "Uncontracted", 1, true, "/b.utb", ""},
+});
+
+const std::string PROFILE = "language = \"English\"\n"
+                            "display = \"a.ctb\"\n"
+                            "entry = \"b.utb\"\n"
+                            "computer = \"b\"\n"
+                            "grade1 = \"Uncontracted\"\n";
+const std::string SMALLEST = "default = \"en\"\n[profile.en]\n" + PROFILE;
+
+class AConfiguration : public testing::Test
+{
+protected:
+    AConfiguration()
+    {
+        std::string name = testing::TempDir() + "configuration-XXXXXX";
+        folder = mkdtemp(name.data());
+        file = folder / "file.toml";
+    }
+
+    ~AConfiguration() override { std::filesystem::remove_all(folder); }
+
+    Configuration read(const std::string& content) const
+    {
+        std::ofstream(file) << content;
+        return readConfiguration(file, CATALOGUE);
+    }
+
+    PoolLimits limitsWith(const std::string& engineLines) const
+    {
+        return read(SMALLEST + "[engine]\n" + engineLines).limits;
+    }
+
+    /** What is wrong with that content, behind the file's name. */
+    std::string faultOf(const std::string& content) const
+    {
+        try {
+            read(content);
+        } catch (const ConfigurationError& error) {
+            const std::string text = error.what();
+            EXPECT_EQ(text.rfind(file.string() + ":", 0), 0U) << text;
+            EXPECT_EQ(text.find('\n'), std::string::npos) << text;
+            return text.substr(file.string().size() + 1);
+        }
+        return "none";
+    }
+
+    std::filesystem::path folder;
+    std::filesystem::path file;
+};
+
+} // namespace
+
+TEST_F(AConfiguration, HoldsTheProfilesOfItsFile)
+{
+    const Configuration configuration = read(SMALLEST + "[profile.fr]\n" + PROFILE);
+
+    EXPECT_EQ(configuration.defaultProfile, "en");
+    ASSERT_EQ(configuration.profiles.all().size(), 2U);
+    const Profile& profile = configuration.profiles.named("fr");
+    EXPECT_EQ(profile.name, "fr");
+    EXPECT_EQ(profile.language, "English");
+    EXPECT_EQ(profile.display, "a.ctb");
+    EXPECT_EQ(profile.entry, "b.utb");
+    EXPECT_EQ(profile.computer, "b");
+    EXPECT_EQ(profile.grade1, "Uncontracted");
+}
+
+TEST_F(AConfiguration, HasLimitsOfItsOwnWithoutAny)
+{
+    const PoolLimits limits = read(SMALLEST).limits;
+
+    EXPECT_GE(limits.workers, 2U);
+    EXPECT_GE(limits.mostWorkers, limits.workers);
+    EXPECT_EQ(limits.deadline, 2s);
+}
+
+TEST_F(AConfiguration, TakesLimitsFromItsFile)
+{
+    const PoolLimits limits = limitsWith("workers = 3\nmost-workers = 5\ndeadline-ms = 150\n"
+                                         "deadline-us-per-character = 70\n");
+
+    EXPECT_EQ(limits.workers, 3U);
+    EXPECT_EQ(limits.mostWorkers, 5U);
+    EXPECT_EQ(limits.deadline, 150ms);
+    EXPECT_EQ(limits.deadlinePerCodePoint, 70us);
+}
+
+TEST_F(AConfiguration, HasAtLeastAsManyProcessesAtMostAsAlways)
+{
+    EXPECT_EQ(limitsWith("workers = 12\n").mostWorkers, 12U);
+}
+
+TEST_F(AConfiguration, GivesLongTextsMoreTimeButLessThanClientsWait)
+{
+    const PoolLimits limits = limitsWith("deadline-ms = 100\ndeadline-us-per-character = 50\n");
+
+    EXPECT_EQ(limits.deadlineFor(0), 100ms);
+    EXPECT_EQ(limits.deadlineFor(1000), 150ms);
+    EXPECT_EQ(limits.deadlineFor(LONGEST_TEXT), 20s);
+    EXPECT_LT(PoolLimits::LONGEST_DEADLINE, 25s);
+}
+
+TEST_F(AConfiguration, SaysWhereItsSyntaxIsWrong)
+{
+    EXPECT_EQ(faultOf("default = \"en\"\n\n[profile.en\n").rfind("3: ", 0), 0U)
+        << faultOf("default = \"en\"\n\n[profile.en\n");
+    EXPECT_EQ(faultOf("default = en\n").rfind("1: ", 0), 0U);
+    EXPECT_EQ(faultOf(SMALLEST + "display = \"a.ctb\"\n").rfind("8: ", 0), 0U) << "a key twice";
+}
+
+TEST_F(AConfiguration, NamesAKeyThatItDoesNotKnow)
+{
+    EXPECT_EQ(faultOf("colour = 1\n" + SMALLEST),
+              "1: unknown key \"colour\"; here there may be default, engine, profile");
+    EXPECT_EQ(faultOf(SMALLEST + "role = \"a.ctb\"\n"),
+              "8: unknown key \"role\"; here there may be "
+              "language, display, entry, computer, grade1");
+    EXPECT_EQ(faultOf(SMALLEST + "[engine]\nworker = 2\n"),
+              "9: unknown key \"worker\"; here there may be "
+              "workers, most-workers, deadline-ms, deadline-us-per-character");
+}
+
+TEST_F(AConfiguration, NamesATableThatIsNotInstalled)
+{
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = \"c.ctb\"\n"),
+              "4: no translator is named \"c.ctb\"; "
+              "brailletranslatord --list shows those that are installed");
+}
+
+TEST_F(AConfiguration, NamesARoleThatIsMissing)
+{
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = \"a.ctb\"\n"),
+              "2: the profile \"en\" has no \"entry\"; add one");
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\ndisplay = \"a.ctb\"\n"),
+              "2: the profile \"en\" has no \"language\"; add one");
+}
+
+TEST_F(AConfiguration, NeedsADefaultThatIsOneOfItsProfiles)
+{
+    EXPECT_EQ(faultOf("[profile.en]\n" + PROFILE), "1: the file has no \"default\"; add one");
+    EXPECT_EQ(faultOf(""), "1: the file has no \"default\"; add one");
+    EXPECT_EQ(faultOf("default = \"eo\"\n[profile.en]\n" + PROFILE),
+              "1: no language profile is named \"eo\"; there are en");
+}
+
+TEST_F(AConfiguration, NamesAValueOfTheWrongKind)
+{
+    EXPECT_EQ(faultOf("default = 1\n"), "1: \"default\" is not a string; put it in quotes");
+    EXPECT_EQ(faultOf("default = \"en\"\nprofile = 2\n"),
+              "2: \"profile\" is not a table; write [profile...]");
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile]\nen = 2\n"),
+              "3: \"en\" is not a table; write [profile.en]");
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = [\"a.ctb\"]\n"),
+              "4: \"display\" is not a string; put it in quotes");
+}
+
+TEST_F(AConfiguration, NamesALimitThatIsOutOfRange)
+{
+    for (const char* value : {"1", "65", "-1", "2.5", "\"2\""})
+        EXPECT_EQ(faultOf(SMALLEST + "[engine]\nworkers = " + value + "\n"),
+                  "9: \"workers\" is to be a whole number from 2 to 64")
+            << value;
+    EXPECT_EQ(faultOf(SMALLEST + "[engine]\ndeadline-ms = 20001\n"),
+              "9: \"deadline-ms\" is to be a whole number from 10 to 20000");
+}
+
+TEST_F(AConfiguration, SaysThatItsFileCannotBeRead)
+{
+    std::filesystem::create_directory(file);
+    for (const std::string& name : {std::string("/nowhere/file.toml"), file.string()}) {
+        try {
+            readConfiguration(name, CATALOGUE);
+            ADD_FAILURE() << name << " cannot be read";
+        } catch (const ConfigurationError& error) {
+            const std::string text = error.what();
+            EXPECT_EQ(text.rfind(name, 0), 0U) << text;
+        }
+    }
+}

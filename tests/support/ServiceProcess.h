@@ -1,0 +1,52 @@
+#ifndef TESTS_SUPPORT_SERVICEPROCESS_H
+#define TESTS_SUPPORT_SERVICEPROCESS_H
+
+#include <cstddef>
+#include <string>
+#include <sys/types.h>
+#include <vector>
+
+/**
+ * The Translator service of this build on the test's bus, with options and a
+ * configuration of its own. It dies with the test, however that ends.
+ */
+class ServiceProcess
+{
+public:
+    /** A configuration with the profiles of this project and those lines about engines. */
+    static std::string configurationWith(const std::string& engineLines);
+
+    /** Returns once the service has its name. */
+    explicit ServiceProcess(const std::vector<std::string>& options = {},
+                            const std::string& engineLines = "");
+    ~ServiceProcess();
+    ServiceProcess(const ServiceProcess&) = delete;
+    ServiceProcess& operator=(const ServiceProcess&) = delete;
+
+    pid_t pid() const { return process; }
+    const std::string& configurationFile() const { return configuration; }
+
+    /** Its engine processes. */
+    std::vector<pid_t> engines() const;
+
+    /** Those of them that are at work on something, and have been for some time. */
+    std::vector<pid_t> busyEngines() const;
+
+    std::size_t descriptors() const;
+    std::size_t residentKilobytes() const;
+
+    /** What it has logged, up to a line with that text; waits for one. */
+    std::string logUntil(const std::string& text);
+
+    /** Ends it with that signal. Returns its exit status, or -1 if the signal has ended it. */
+    int end(int signal);
+
+private:
+    void spawn(const std::vector<std::string>& options);
+
+    std::string configuration;
+    pid_t process = -1;
+    int log = -1;
+};
+
+#endif
