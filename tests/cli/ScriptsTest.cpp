@@ -90,3 +90,10 @@ TEST(Translate, HandsTheProgramsStatusThrough)
     EXPECT_EQ(script({"translate", "-t", "no-such-table", "x"}).run().status, 2);
     EXPECT_EQ(script({"translate"}, "\xff\n").run().status, 1);
 }
+
+TEST(MeasureProfiles, SaysHowItIsUsed)
+{
+    const Outcome outcome = script({"measure-profiles", "--bogus"}).run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr("Usage: scripts/measure-profiles"));
+}
