@@ -31,7 +31,7 @@ struct Job
 class ClientQueues
 {
 public:
-    static constexpr std::size_t TEXTS_OF_A_CLIENT = 128;
+    static constexpr std::size_t TEXTS_OF_A_CLIENT = 64;
     /** In code points. */
     static constexpr std::size_t LENGTH_OF_A_CLIENT = 4 * LONGEST_TEXT;
     static constexpr std::size_t LENGTH_OF_ALL = 16 * LONGEST_TEXT;

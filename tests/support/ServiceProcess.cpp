@@ -153,6 +153,14 @@ std::string ServiceProcess::logUntil(const std::string& text)
     throw std::runtime_error("the service has ended without logging \"" + text + "\": " + all);
 }
 
+std::string ServiceProcess::logToTheEnd()
+{
+    std::string all;
+    for (char next = 0; read(log, &next, 1) == 1;)
+        all += next;
+    return all;
+}
+
 int ServiceProcess::end(int signal)
 {
     if (process < 0)

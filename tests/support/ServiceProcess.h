@@ -38,6 +38,9 @@ public:
     /** What it has logged, up to a line with that text; waits for one. */
     std::string logUntil(const std::string& text);
 
+    /** The rest of what it has logged. Only once it has ended. */
+    std::string logToTheEnd();
+
     /** Ends it with that signal. Returns its exit status, or -1 if the signal has ended it. */
     int end(int signal);
 
