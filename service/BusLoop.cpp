@@ -18,12 +18,14 @@ BusLoop::~BusLoop()
 void BusLoop::run()
 {
     while (!isStopped) {
-        if (handleMessages()) {
+        if (isBusReady)
+            isBusReady = handleMessages();
+        if (isBusReady) {
             loop.poll();
-            continue;
+        } else {
+            awaitBus();
+            loop.run_one();
         }
-        awaitBus();
-        loop.run_one();
     }
 }
 
@@ -51,6 +53,8 @@ void BusLoop::awaitBus()
 void BusLoop::await(Descriptor::wait_type what, bool& isAwaited)
 {
     isAwaited = true;
-    descriptor.async_wait(what,
-                          [&isAwaited](const boost::system::error_code&) { isAwaited = false; });
+    descriptor.async_wait(what, [this, &isAwaited](const boost::system::error_code&) {
+        isAwaited = false;
+        isBusReady = true;
+    });
 }

@@ -33,6 +33,8 @@ private:
     boost::asio::io_context& loop;
     sdbus::IConnection& connection;
     Descriptor descriptor;
+    /** Whether the bus may have something to handle; asking it costs a system call. */
+    bool isBusReady = true;
     bool awaitsInput = false;
     bool awaitsOutput = false;
     bool isStopped = false;

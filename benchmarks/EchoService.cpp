@@ -1,0 +1,146 @@
+#include "EchoService.h"
+
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <exception>
+#include <fcntl.h>
+#include <iostream>
+#include <stdexcept>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <system_error>
+#include <systemd/sd-bus.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr const char* BUS_NAME = TEST_BUS_NAME;
+
+int require(int result, const char* what)
+{
+    if (result < 0)
+        throw std::system_error(-result, std::generic_category(), what);
+    return result;
+}
+
+template <class Element>
+void appendArray(sd_bus_message* reply, char type, const Element* elements, std::size_t count)
+{
+    require(sd_bus_message_append_array(reply, type, elements, count * sizeof(Element)), "append");
+}
+
+/** The bus library takes flags only one by one. */
+void appendFlags(sd_bus_message* reply, std::size_t count)
+{
+    const int isKnown = 1;
+    require(sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "b"), "open");
+    for (std::size_t index = 0; index < count; ++index)
+        require(sd_bus_message_append_basic(reply, SD_BUS_TYPE_BOOLEAN, &isKnown), "append");
+    require(sd_bus_message_close_container(reply), "close");
+}
+
+void appendTranslation(sd_bus_message* reply, const EngineResult& translation, const uint32_t* text,
+                       std::size_t length)
+{
+    const auto& positions = translation.positions;
+    const auto& output = translation.output;
+    require(sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "biaiabauaus"), "open");
+    require(sd_bus_message_append(reply, "bi", int{translation.complete}, static_cast<int>(length)),
+            "append");
+    appendArray(reply, SD_BUS_TYPE_INT32, positions.data(), positions.size());
+    appendFlags(reply, positions.size());
+    appendArray(reply, SD_BUS_TYPE_UINT32, output.data(), output.size());
+    appendArray(reply, SD_BUS_TYPE_UINT32, text, length);
+    require(sd_bus_message_append(reply, "s", translation.diagnostic.c_str()), "append");
+    require(sd_bus_message_close_container(reply), "close");
+}
+
+int answer(sd_bus_message* call, void* translation, sd_bus_error*)
+{
+    if (sd_bus_message_is_method_call(call, nullptr, "forwardW") <= 0)
+        return 0;
+    const char* id = nullptr;
+    const void* text = nullptr;
+    std::size_t size = 0;
+    int cursor = 0;
+    require(sd_bus_message_read(call, "s", &id), "read");
+    require(sd_bus_message_read_array(call, SD_BUS_TYPE_UINT32, &text, &size), "read");
+    require(sd_bus_message_read(call, "i", &cursor), "read");
+    sd_bus_message* reply = nullptr;
+    require(sd_bus_message_new_method_return(call, &reply), "new_method_return");
+    appendTranslation(reply, *static_cast<const EngineResult*>(translation),
+                      static_cast<const uint32_t*>(text), size / sizeof(uint32_t));
+    require(sd_bus_send(nullptr, reply, nullptr), "send");
+    sd_bus_message_unref(reply);
+    return 1;
+}
+
+sd_bus* openBus(const std::string& address)
+{
+    sd_bus* bus = nullptr;
+    require(sd_bus_new(&bus), "sd_bus_new");
+    require(sd_bus_set_address(bus, address.c_str()), "set_address");
+    require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
+    require(sd_bus_start(bus), "start");
+    return bus;
+}
+
+void serve(const std::string& busAddress, EngineResult translation, int readyPipe)
+{
+    sd_bus* const bus = openBus(busAddress);
+    require(sd_bus_add_filter(bus, nullptr, answer, &translation), "add_filter");
+    require(sd_bus_request_name(bus, BUS_NAME, 0), "request_name");
+    if (write(readyPipe, "", 1) != 1)
+        return;
+    for (;;) {
+        if (require(sd_bus_process(bus, nullptr), "process") == 0)
+            require(sd_bus_wait(bus, UINT64_MAX), "wait");
+    }
+}
+
+[[noreturn]] void runProcess(const std::string& busAddress, const EngineResult& translation,
+                             int readyPipe)
+{
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    try {
+        serve(busAddress, translation, readyPipe);
+    } catch (const std::exception& error) {
+        std::cerr << "service-latency: the echo: " << error.what() << '\n';
+    }
+    _exit(1);
+}
+
+/** Whether the process has come as far as that; if it ends before, it closes the pipe. */
+bool awaitReady(int readyPipe)
+{
+    char byte = 0;
+    ssize_t count = 0;
+    do {
+        count = read(readyPipe, &byte, 1);
+    } while (count < 0 && errno == EINTR);
+    return count == 1;
+}
+
+} // namespace
+
+EchoService::EchoService(const std::string& busAddress, const EngineResult& translation)
+{
+    std::array<int, 2> ready{};
+    require(pipe2(ready.data(), O_CLOEXEC), "pipe2");
+    process = fork();
+    if (process == 0)
+        runProcess(busAddress, translation, ready[1]);
+    close(ready[1]);
+    const bool isReady = awaitReady(ready[0]);
+    close(ready[0]);
+    if (!isReady)
+        throw std::runtime_error("the echo did not start");
+}
+
+EchoService::~EchoService()
+{
+    kill(process, SIGKILL);
+    while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
+    }
+}
