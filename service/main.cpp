@@ -35,7 +35,7 @@ struct Options
 {
     std::string configuration = BRAILLETRANSLATE_CONFIGURATION;
     std::string profile;
-    LogTarget log = LogTarget::STDERR;
+    std::string log = "stderr";
     bool isVerbose = false;
     bool wantsList = false;
     bool wantsCheck = false;
@@ -64,11 +64,11 @@ std::optional<int> readOptions(int argc, char** argv, Options& options)
                     "The language profile to start with, instead of the file's default")
         ->type_name("NAME")
         ->take_last();
-    parser.add_option("--log", options.log, "Where messages go: stderr (default) or syslog")
+    parser.add_option("--log", options.log, "Where messages go: stderr or syslog")
         ->type_name("TARGET")
         ->take_last()
-        ->transform(CLI::CheckedTransformer(std::map<std::string, LogTarget>{
-            {"stderr", LogTarget::STDERR}, {"syslog", LogTarget::SYSLOG}}));
+        ->check(CLI::IsMember({"stderr", "syslog"}))
+        ->capture_default_str();
     parser.add_flag("--verbose", options.isVerbose, "Log what is refused and why, too");
     CLI::Option* const list =
         parser.add_flag("--list", options.wantsList, "Print all translators and profiles");
@@ -198,7 +198,7 @@ try {
     Options options;
     if (const std::optional<int> status = readOptions(argc, argv, options))
         return *status;
-    logTo(options.log, options.isVerbose);
+    logTo(options.log == "syslog" ? LogTarget::SYSLOG : LogTarget::STDERR, options.isVerbose);
     return run(options);
 } catch (const Profiles::NoSuchProfile& error) {
     return end(EXIT_USAGE, error.what());

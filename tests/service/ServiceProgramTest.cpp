@@ -12,6 +12,8 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
+#include <regex>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -80,6 +82,19 @@ TEST(TheServiceProgram, PrintsHelpAndVersionWhenAsked)
     for (const char* option : {"--config", "--profile", "--list", "--check", "--log", "--version"})
         EXPECT_THAT(help.output, HasSubstr(option));
     EXPECT_EQ(run({"--version"}).output, "brailletranslatord " TEST_VERSION "\n");
+}
+
+TEST(TheServiceProgram, HasNoOptionThatItsReferenceDoesNotName)
+{
+    const std::string help = run({"--help"}).output;
+    std::ifstream file(TEST_SOURCE_FOLDER "/docs/service.md");
+    const std::string reference{std::istreambuf_iterator<char>(file), {}};
+    const std::regex option("--[a-z-]+");
+    std::size_t count = 0;
+    for (std::sregex_iterator next(help.begin(), help.end(), option);
+         next != std::sregex_iterator(); ++next, ++count)
+        EXPECT_THAT(reference, HasSubstr("`" + next->str()));
+    EXPECT_GT(count, 8U);
 }
 
 TEST(TheServiceProgram, NamesWhatItDoesNotKnow)
