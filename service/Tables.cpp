@@ -145,6 +145,7 @@ std::vector<Translator> describeTables(const std::vector<std::string>& paths)
     for (const std::string& path : paths)
         tableOfId.emplace(fileNameOf(path), path);
     std::vector<Translator> translators;
+    translators.reserve(tableOfId.size());
     for (const auto& [id, path] : tableOfId)
         translators.push_back(translatorOf(path));
     return translators;

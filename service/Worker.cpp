@@ -76,7 +76,7 @@ Worker::Worker(asio::io_context& loop, Gone whenGone)
 
 Worker::~Worker()
 {
-    kill();
+    endProcess();
 }
 
 void Worker::spawn(const std::string& program)
@@ -169,16 +169,21 @@ void Worker::end(Outcome::End why)
 
 void Worker::kill()
 {
+    endProcess();
+    done = nullptr;
+    timer.cancel();
+    error_code ignored;
+    socket.close(ignored);
+}
+
+void Worker::endProcess() noexcept
+{
     if (!isAlive())
         return;
     ::kill(process, SIGKILL);
     while (waitpid(process, nullptr, 0) < 0 && errno == EINTR) {
     }
     process = -1;
-    done = nullptr;
-    timer.cancel();
-    error_code ignored;
-    socket.close(ignored);
 }
 
 Worker::Outcome askEngine(const std::string& program, const EngineRequest& request,

@@ -57,7 +57,7 @@ public:
     void run(const EngineRequest& request, std::chrono::milliseconds deadline, Done done);
 
     bool isIdle() const { return isAlive() && !done; }
-    bool isAlive() const { return process > 0; }
+    bool isAlive() const noexcept { return process > 0; }
 
     /** Ends the process and waits until it is gone. Nothing is called any more, and forgotten. */
     void kill();
@@ -65,6 +65,7 @@ public:
 private:
     Worker(boost::asio::io_context& loop, Gone whenGone);
     void spawn(const std::string& program);
+    void endProcess() noexcept;
     void awaitAnswer();
     void readBody();
     void takeAnswer();

@@ -148,7 +148,7 @@ const std::map<std::string, const char*> EXCEPTIONS{
 /** What is wrong with the translation of a known text; empty if nothing is. */
 std::string faultOf(const BrailleCase& braille, BrlTranslationResult& result)
 {
-    const std::string fault = faultsOf(result);
+    std::string fault = faultsOf(result);
     if (!fault.empty())
         return fault;
     if (result.getUntranslatedW() != braille.input)

@@ -55,6 +55,7 @@ bool isBusyForLong(pid_t process)
         _exit(1);
     dup2(log, STDERR_FILENO);
     std::vector<char*> arguments;
+    arguments.reserve(words.size() + 1);
     for (const std::string& word : words)
         arguments.push_back(const_cast<char*>(word.c_str()));
     arguments.push_back(nullptr);
