@@ -100,8 +100,10 @@ Catalogue installedCatalogue()
     Worker::Outcome outcome =
         askEngine(engineProgram(), {EngineRequest::Kind::DESCRIBE_TABLES, {}, {}},
                   PoolLimits::LONGEST_DEADLINE);
-    if (outcome.end != Worker::Outcome::End::ANSWERED)
-        throw std::runtime_error(engineProgram() + " does not work");
+    const bool isAnswer = outcome.end == Worker::Outcome::End::ANSWERED;
+    if (!isAnswer || outcome.answer.status != EngineAnswer::Status::DONE)
+        throw std::runtime_error(engineProgram() + " does not work; " +
+                                 (isAnswer ? outcome.answer.failure : "install it again"));
     return Catalogue(std::move(outcome.answer.translators));
 }
 

@@ -23,6 +23,7 @@ using testing::AllOf;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::SizeIs;
 using testing::StartsWith;
 
@@ -103,6 +104,15 @@ TEST(TheServiceProgram, NamesWhatItDoesNotKnow)
     EXPECT_THAT(run({"--log", "paper"}), failsWith(2, "paper"));
     EXPECT_THAT(run({"--profile", "en"}), failsWith(2, "close to it: en-gb, en-us"));
     EXPECT_THAT(run({"--list", "--check"}), failsWith(2, "--list"));
+}
+
+TEST(TheServiceProgram, LeavesTheEngineToItsEngineProcesses)
+{
+    const std::string engine = TEST_BUILD_FOLDER "/service/brailletranslate-engine";
+    const Command ofService{{"readelf", "--dynamic", PROGRAM}};
+    const Command ofEngine{{"readelf", "--dynamic", engine}};
+    EXPECT_THAT(ofService.run().output, AllOf(HasSubstr("(NEEDED)"), Not(HasSubstr("liblouis"))));
+    EXPECT_THAT(ofEngine.run().output, HasSubstr("liblouis"));
 }
 
 TEST(TheServiceProgram, NamesTheLineOfItsConfigurationThatIsWrong)
