@@ -1,4 +1,5 @@
 #include "EchoService.h"
+#include "support/Require.h"
 
 #include <array>
 #include <cerrno>
@@ -9,20 +10,12 @@
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
-#include <system_error>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
 
 namespace {
 
 constexpr const char* BUS_NAME = TEST_BUS_NAME;
-
-int require(int result, const char* what)
-{
-    if (result < 0)
-        throw std::system_error(-result, std::generic_category(), what);
-    return result;
-}
 
 template <class Element>
 void appendArray(sd_bus_message* reply, char type, const Element* elements, std::size_t count)

@@ -113,12 +113,17 @@ void Worker::run(const EngineRequest& request, std::chrono::milliseconds deadlin
 
 void Worker::awaitAnswer()
 {
-    asio::async_read(socket, asio::buffer(&length, sizeof length),
-                     [self = shared_from_this()](const error_code& error, std::size_t) {
+    receive(asio::buffer(&length, sizeof length), &Worker::readBody);
+}
+
+void Worker::receive(asio::mutable_buffer bytes, void (Worker::*then)())
+{
+    asio::async_read(socket, bytes,
+                     [self = shared_from_this(), then](const error_code& error, std::size_t) {
                          if (error)
                              self->end(Outcome::End::DIED);
                          else
-                             self->readBody();
+                             ((*self).*then)();
                      });
 }
 
@@ -127,13 +132,7 @@ void Worker::readBody()
     if (length > LONGEST_ANSWER)
         return end(Outcome::End::DIED);
     body.resize(length);
-    asio::async_read(socket, asio::buffer(body),
-                     [self = shared_from_this()](const error_code& error, std::size_t) {
-                         if (error)
-                             self->end(Outcome::End::DIED);
-                         else
-                             self->takeAnswer();
-                     });
+    receive(asio::buffer(body), &Worker::takeAnswer);
 }
 
 void Worker::takeAnswer()

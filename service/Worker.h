@@ -3,6 +3,7 @@
 
 #include <service/EngineProtocol.h>
 
+#include <boost/asio/buffer.hpp>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/local/stream_protocol.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -67,6 +68,7 @@ private:
     void spawn(const std::string& program);
     void endProcess() noexcept;
     void awaitAnswer();
+    void receive(boost::asio::mutable_buffer bytes, void (Worker::*then)());
     void readBody();
     void takeAnswer();
     void endWhenOverdue(const boost::system::error_code& error);

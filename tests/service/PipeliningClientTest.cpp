@@ -1,5 +1,6 @@
 /** Clients that ask for more before they have their answers, as the library never does. */
 #include "support/PrivateBus.h"
+#include "support/Require.h"
 #include "support/ServiceProcess.h"
 
 #include <gtest/gtest.h>
@@ -7,8 +8,6 @@
 
 #include <csignal>
 #include <cstdint>
-#include <cstring>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,13 +16,6 @@ namespace {
 
 const std::vector<uint32_t> HANGS{'E', '-', 'M', 'a', 'i', 'l', ':',
                                   ' ', '-', '@', 'h', 'o', 'm', 'e'};
-
-int require(int result, const char* what)
-{
-    if (result < 0)
-        throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
-    return result;
-}
 
 /** Sends calls at once, and takes the replies as they come. */
 class PipeliningClient

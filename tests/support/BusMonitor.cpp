@@ -1,19 +1,8 @@
 #include "BusMonitor.h"
 
+#include "Require.h"
+
 #include <cstdint>
-#include <cstring>
-#include <stdexcept>
-
-namespace {
-
-int require(int result, const char* what)
-{
-    if (result < 0)
-        throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
-    return result;
-}
-
-} // namespace
 
 BusMonitor::BusMonitor(const std::string& busAddress)
 {

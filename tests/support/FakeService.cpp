@@ -1,20 +1,15 @@
 #include "FakeService.h"
 
+#include "Require.h"
+
 #include <array>
 #include <cstring>
 #include <poll.h>
-#include <stdexcept>
 #include <sys/eventfd.h>
 #include <unistd.h>
 #include <utility>
 
 namespace {
-
-void require(int result, const char* what)
-{
-    if (result < 0)
-        throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
-}
 
 std::string orEmpty(const char* text)
 {
