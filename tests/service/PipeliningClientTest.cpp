@@ -106,6 +106,12 @@ private:
 class APipeliningClient : public testing::Test
 {
 protected:
+    void awaitHanging() const
+    {
+        while (service.busyEngines().empty())
+            std::this_thread::yield();
+    }
+
     PrivateBus bus;
     ServiceProcess service{{}, "deadline-ms = 400"};
     PipeliningClient client{bus.address()};
@@ -146,8 +152,7 @@ TEST_F(APipeliningClient, GetsAnswersToQuestionsWhileItsTextHangs)
 TEST_F(APipeliningClient, IsToldWhenItAsksTooMuch)
 {
     client.forward("de-g2.ctb", HANGS);
-    while (service.busyEngines().empty())
-        std::this_thread::yield();
+    awaitHanging();
     for (std::size_t count = 0; count < 100; ++count)
         client.forward("en-ueb-g2.ctb", {'a'});
     std::size_t refused = 0;
@@ -162,8 +167,7 @@ TEST_F(APipeliningClient, LeavesNothingToDoWhenItGoes)
         PipeliningClient leaving(bus.address());
         for (std::size_t count = 0; count < 100; ++count)
             leaving.forward("de-g2.ctb", HANGS);
-        leaving.ask("getComputerBrailleTranslator");
-        leaving.nextReply();
+        awaitHanging();
     }
     // The text in work is given up at its deadline; had a second one been begun
     // then, it would be given up before one that is asked for only now.
