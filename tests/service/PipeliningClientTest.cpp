@@ -113,7 +113,7 @@ protected:
     }
 
     PrivateBus bus;
-    ServiceProcess service{{}, "deadline-ms = 400"};
+    ServiceProcess service{{}, "deadline-ms = 1000"};
     PipeliningClient client{bus.address()};
 };
 

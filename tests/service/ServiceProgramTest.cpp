@@ -71,7 +71,7 @@ protected:
     }
 
     PrivateBus bus;
-    ServiceProcess service;
+    ServiceProcess service{{}, "deadline-ms = 20000"};
 };
 
 } // namespace
