@@ -144,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(Each, ATextThatHangs, testing::ValuesIn(HANGS),
 class WhileATextHangs : public ServiceWithDeadline
 {
 protected:
-    WhileATextHangs() : ServiceWithDeadline(5000) {}
+    WhileATextHangs() : ServiceWithDeadline(20000) {}
 };
 
 } // namespace
