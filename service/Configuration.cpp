@@ -172,3 +172,13 @@ Configuration readConfiguration(const std::string& file, const Catalogue& catalo
 {
     return Reader(file, catalogue).read();
 }
+
+bool translatesBack(const Translator& translator, const Catalogue& catalogue,
+                    const Profiles& profiles)
+{
+    const auto hasItForEntry = [&](const Profile& profile) {
+        return catalogue.find(profile.entry) == &translator;
+    };
+    return translator.isMadeToTranslateBack ||
+           std::any_of(profiles.all().begin(), profiles.all().end(), hasItForEntry);
+}

@@ -31,4 +31,11 @@ struct ConfigurationError : std::runtime_error
  */
 Configuration readConfiguration(const std::string& file, const Catalogue& catalogue);
 
+/**
+ * Whether a translator of the catalogue translates back: if its table is made for
+ * that, or if a profile has it for entry all the same, and so vouches for it.
+ */
+bool translatesBack(const Translator& translator, const Catalogue& catalogue,
+                    const Profiles& profiles);
+
 #endif

@@ -12,7 +12,7 @@
 template <class Archive>
 void serialize(Archive& archive, Translator& translator)
 {
-    archive(translator.id, translator.name, translator.grade, translator.translatesBack,
+    archive(translator.id, translator.name, translator.grade, translator.isMadeToTranslateBack,
             translator.table, translator.describedFile);
 }
 

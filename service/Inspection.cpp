@@ -62,8 +62,10 @@ int list(const Catalogue& catalogue, const Configuration& configuration)
 {
     std::vector<Row> translators{{"TRANSLATOR", "GRADE", "BACK", "NAME"}};
     for (const Translator& translator : catalogue.translators())
-        translators.push_back({translator.id, std::to_string(translator.grade),
-                               translator.translatesBack ? "yes" : "no", translator.name});
+        translators.push_back(
+            {translator.id, std::to_string(translator.grade),
+             translatesBack(translator, catalogue, configuration.profiles) ? "yes" : "no",
+             translator.name});
     std::vector<Row> profiles{{"PROFILE", "DISPLAY", "ENTRY", "COMPUTER", "GRADE 1", "LANGUAGE"}};
     for (const Profile& profile : configuration.profiles.all()) {
         Row row{profile.name};

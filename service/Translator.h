@@ -12,7 +12,8 @@ struct Translator
     std::string name;
     /** As the table states it, 0 to 3; the contract says what it means. */
     int grade;
-    bool translatesBack;
+    /** Whether the table is made for that; some do it without saying so. */
+    bool isMadeToTranslateBack;
     /** The table's path, for the engine. */
     std::string table;
     /**

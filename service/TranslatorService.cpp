@@ -118,7 +118,8 @@ TranslatorService::TranslatorInfo TranslatorService::getGrade1TranslatorForPrefe
 TranslatorService::TranslatorInfo TranslatorService::getTranslatorByName(const std::string& name)
 {
     const Translator& translator = translatorNamed(name);
-    return {translator.grade, translator.name, translator.translatesBack, translator.id};
+    return {translator.grade, translator.name, translatesBack(translator, catalogue, profiles),
+            translator.id};
 }
 
 void TranslatorService::translate(EngineRequest::Kind direction, TranslationResult&& result,

@@ -79,16 +79,16 @@ TEST(Catalogue, DescribesContractedEnglish)
     EXPECT_EQ(translator->id, "en-ueb-g2.ctb");
     EXPECT_EQ(translator->name, "Unified English contracted braille");
     EXPECT_EQ(translator->grade, 2);
-    EXPECT_TRUE(translator->translatesBack);
+    EXPECT_TRUE(translator->isMadeToTranslateBack);
     EXPECT_TRUE(std::filesystem::exists(translator->table));
 }
 
-TEST(Catalogue, KnowsATableThatCannotTranslateBack)
+TEST(Catalogue, KnowsATableThatIsNotMadeToTranslateBack)
 {
     const Translator* translator = installed().find("da-dk-g26-lit_1993.ctb");
 
     ASSERT_NE(translator, nullptr);
-    EXPECT_FALSE(translator->translatesBack);
+    EXPECT_FALSE(translator->isMadeToTranslateBack);
 }
 
 TEST(Catalogue, GivesNoTwoTranslatorsOneName)
@@ -212,9 +212,9 @@ TEST_F(MadeCatalogue, TakesATableForBackTranslationUnlessItSaysOtherwise)
     add("silent.ctb", "#+type:literary\n");
     const Catalogue made = catalogue();
 
-    EXPECT_TRUE(made.find("both")->translatesBack);
-    EXPECT_FALSE(made.find("forward")->translatesBack);
-    EXPECT_TRUE(made.find("silent")->translatesBack);
+    EXPECT_TRUE(made.find("both")->isMadeToTranslateBack);
+    EXPECT_FALSE(made.find("forward")->isMadeToTranslateBack);
+    EXPECT_TRUE(made.find("silent")->isMadeToTranslateBack);
 }
 
 TEST_F(MadeCatalogue, TellsTranslatorsOfOneNameApartByTheirIdentifiers)

@@ -118,6 +118,18 @@ TEST_F(AConfiguration, GivesLongTextsMoreTimeButLessThanClientsWait)
     EXPECT_LT(PoolLimits::LONGEST_DEADLINE, 25s);
 }
 
+TEST_F(AConfiguration, VouchesForWhatItHasForEntry)
+{
+    const Catalogue catalogue({{"entry.ctb", "E", 1, false, "/e", ""},
+                               {"made.ctb", "M", 1, true, "/m", ""},
+                               {"neither.ctb", "N", 1, false, "/n", ""}});
+    const Profiles profiles({{"x", "X", "neither", "entry", "neither", "neither"}});
+
+    EXPECT_TRUE(translatesBack(*catalogue.find("entry"), catalogue, profiles));
+    EXPECT_TRUE(translatesBack(*catalogue.find("made"), catalogue, profiles));
+    EXPECT_FALSE(translatesBack(*catalogue.find("neither"), catalogue, profiles));
+}
+
 TEST_F(AConfiguration, SaysWhereItsSyntaxIsWrong)
 {
     EXPECT_EQ(faultOf("default = \"en\"\n\n[profile.en\n").rfind("3: ", 0), 0U)

@@ -144,6 +144,7 @@ TEST(TheServiceProgram, ListsTranslatorsAndProfiles)
     EXPECT_THAT(list.output, testing::ContainsRegex(
                                  "\nen-ueb-g2.ctb +2 +yes +Unified English contracted braille\n"));
     EXPECT_THAT(list.output, testing::ContainsRegex("\nde-g2.ctb +2 +no +"));
+    EXPECT_THAT(list.output, testing::ContainsRegex("\ncs.tbl +1 +yes +"));
     EXPECT_THAT(list.output, testing::ContainsRegex("\nde +de-g2.ctb +[^ ]+ +de-de-comp8.ctb +"
                                                     "[^ ]+ +German \\(default\\)\n"));
     EXPECT_EQ(list.errors, "");

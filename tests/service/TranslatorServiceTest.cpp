@@ -185,6 +185,9 @@ TEST_F(TheTranslatorService, AnswersClientsThatShareNoCodeWithIt)
 {
     EXPECT_EQ(gdbusCall("getGrade1TranslatorForPreferredEntry").output,
               "((1, 'Unified English uncontracted braille', true, 'en-ueb-g1.ctb'),)\n");
+    EXPECT_THAT(gdbusCall("getTranslatorByName", {"de-g2"}).output,
+                HasSubstr("false, 'de-g2.ctb'"));
+    EXPECT_THAT(gdbusCall("getTranslatorByName", {"cs"}).output, HasSubstr("true, 'cs.tbl'"));
     EXPECT_EQ(gdbusCall("forwardW", {"en-ueb-g2.ctb", "[97, 110, 100]", "1"}).output,
               "((true, 3, [0, 0, 0, 1], [true, true, true, true], [uint32 10287], "
               "[uint32 97, 110, 100], ''),)\n");
