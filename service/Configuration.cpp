@@ -10,6 +10,8 @@
 #include <cstring>
 #include <fstream>
 #include <initializer_list>
+#include <ios>
+#include <iterator>
 #include <optional>
 #include <string_view>
 #include <system_error>
@@ -45,16 +47,29 @@ private:
 
     toml::table parse() const
     {
+        const std::string content = contentOfFile();
+        try {
+            return toml::parse(content, file);
+        } catch (const toml::parse_error& error) {
+            fail(error.source(), std::string(error.description()) + "; mend the line");
+        }
+    }
+
+    std::string contentOfFile() const
+    {
         std::ifstream stream(file);
+        std::string content;
+        try {
+            if (stream)
+                content.assign(std::istreambuf_iterator<char>(stream), {});
+        } catch (const std::ios_base::failure&) {
+            stream.setstate(std::ios_base::badbit); // a folder can be opened, but not read
+        }
         if (!stream)
             throw ConfigurationError(file + ": cannot be read (" +
                                      std::generic_category().message(errno) +
                                      "); name another file with --config");
-        try {
-            return toml::parse(stream, file);
-        } catch (const toml::parse_error& error) {
-            fail(error.source(), std::string(error.description()) + "; mend the line");
-        }
+        return content;
     }
 
     void allowOnly(const toml::table& table, std::initializer_list<const char*> keys) const
@@ -99,7 +114,7 @@ private:
         for (const auto& [key, node] : tableOf(content, "profile")) {
             const std::string name(key.str());
             if (!node.is_table())
-                fail(node.source(), quoted(name) + " is not a table; write [profile." + name + "]");
+                fail(node.source(), quoted(name) + " is not a table; begin a profile as [profile.NAME]");
             profiles.push_back(readProfile(name, *node.as_table()));
         }
         return profiles;
@@ -125,6 +140,9 @@ private:
     std::string readDefault(const toml::table& content, const Profiles& profiles) const
     {
         std::string name = stringOf(content, "default", "the file");
+        if (profiles.all().empty())
+            fail(content.get("default")->source(),
+                 "the file has no profile; begin one as [profile." + name + "]");
         try {
             profiles.named(name);
         } catch (const Profiles::NoSuchProfile& error) {
@@ -139,8 +157,9 @@ private:
         allowOnly(table, {"workers", "most-workers", "deadline-ms", "deadline-us-per-character"});
         PoolLimits limits;
         limits.workers = number(table, "workers", 2, 64).value_or(limits.workers);
-        limits.mostWorkers = std::max(
-            limits.workers, number(table, "most-workers", 2, 64).value_or(limits.mostWorkers));
+        const auto least = static_cast<int64_t>(limits.workers);
+        limits.mostWorkers = number(table, "most-workers", least, 64)
+                                 .value_or(std::max(limits.workers, limits.mostWorkers));
         if (const auto deadline =
                 number(table, "deadline-ms", 10, PoolLimits::LONGEST_DEADLINE.count()))
             limits.deadline = std::chrono::milliseconds(*deadline);

@@ -1,5 +1,7 @@
 #include <service/Quoted.h>
 
+#include <boost/locale/encoding_utf.hpp>
+
 #include <cstddef>
 
 namespace {
@@ -32,4 +34,9 @@ std::string quoted(std::string text)
             byte = ' ';
     }
     return '"' + text + '"';
+}
+
+std::string validUtf8(const std::string& text)
+{
+    return boost::locale::conv::utf_to_utf<char>(text);
 }

@@ -9,4 +9,7 @@
  */
 std::string quoted(std::string text);
 
+/** The text without what is no UTF-8 in it, which the bus would not carry. */
+std::string validUtf8(const std::string& text);
+
 #endif

@@ -1,5 +1,7 @@
 #include <service/Tables.h>
 
+#include <service/Quoted.h>
+
 #include <liblouis.h>
 
 #include <algorithm>
@@ -36,30 +38,11 @@ std::vector<std::string> listedTables()
     return tables;
 }
 
-/** Whether a file is a table, or at least a part of one. */
+/** Whether a file is a table by its name. */
 bool isTable(const fs::path& file)
 {
     const std::string suffix = file.extension();
     return suffix == ".ctb" || suffix == ".utb" || suffix == ".tbl";
-}
-
-/** The names of the files that the files of a folder include: they are parts of others. */
-std::set<std::string> includedFiles(const fs::path& folder)
-{
-    constexpr std::string_view INCLUDE = "include";
-    std::set<std::string> included;
-    for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
-        std::ifstream lines(file.path());
-        for (std::string line; std::getline(lines, line);) {
-            if (line.compare(0, INCLUDE.size(), INCLUDE) != 0)
-                continue;
-            std::istringstream words(line);
-            std::string name;
-            words >> name >> name;
-            included.insert(name);
-        }
-    }
-    return included;
 }
 
 /** What a table says of itself under that key; empty if it says nothing. */
@@ -115,7 +98,7 @@ std::string describedFile(const std::string& table)
 Translator translatorOf(const std::string& table)
 {
     const std::string id = fileNameOf(table);
-    const std::string name = describe(table, "display-name");
+    const std::string name = validUtf8(describe(table, "display-name"));
     return {
         id,    name.empty() ? id : name, gradeOf(table), describe(table, "direction") != "forward",
         table, describedFile(table)};
@@ -127,12 +110,15 @@ std::vector<std::string> installedTables()
 {
     std::vector<std::string> tables = listedTables();
     std::set<fs::path> folders;
-    for (const std::string& table : tables)
+    std::set<std::string> known;
+    for (const std::string& table : tables) {
         folders.insert(fs::path(table).parent_path());
+        known.insert(fileNameOf(table));
+        known.insert(describedFile(table));
+    }
     for (const fs::path& folder : folders) {
-        const std::set<std::string> parts = includedFiles(folder);
         for (const fs::directory_entry& file : fs::directory_iterator(folder)) {
-            if (isTable(file.path()) && parts.count(file.path().filename()) == 0)
+            if (isTable(file.path()) && known.insert(file.path().filename()).second)
                 tables.push_back(file.path());
         }
     }
@@ -142,8 +128,11 @@ std::vector<std::string> installedTables()
 std::vector<Translator> describeTables(const std::vector<std::string>& paths)
 {
     std::map<std::string, std::string> tableOfId;
-    for (const std::string& path : paths)
-        tableOfId.emplace(fileNameOf(path), path);
+    for (const std::string& path : paths) {
+        // Another name could not travel over the bus.
+        if (validUtf8(fileNameOf(path)) == fileNameOf(path))
+            tableOfId.emplace(fileNameOf(path), path);
+    }
     std::vector<Translator> translators;
     translators.reserve(tableOfId.size());
     for (const auto& [id, path] : tableOfId)

@@ -23,13 +23,22 @@ constexpr const char* A_CLIENT_LEAVES =
 sdbus::Error failure(const char* name, const std::string& text)
 {
     LOG_INFO(name << " : " << text);
-    return {std::string("braille.translator.Error.") + name, text};
+    return {std::string("braille.translator.Error.") + name, validUtf8(text)};
 }
 
 sdbus::Error failureOf(const EngineAnswer& answer, const std::string& id)
 {
     return failure(answer.status == EngineAnswer::Status::TOO_LONG ? "TooLong" : "EngineFailed",
                    id + ": " + answer.failure);
+}
+
+/** Whatever a reply may fail of, the next call is none the worse. */
+template <class Result>
+void returnError(const Result& result, const sdbus::Error& reason)
+try {
+    result.returnError(reason);
+} catch (const sdbus::Error& error) {
+    LOG_ERROR("a reply could not be sent: " << error.what());
 }
 
 std::string describe(const EngineRequest& request, const std::string& id)
@@ -137,7 +146,7 @@ void TranslatorService::translate(EngineRequest::Kind direction, TranslationResu
             shared->returnResults(
                 replyOf(std::move(outcome), std::move(request), translator.id, cursor));
         } catch (const sdbus::Error& error) {
-            shared->returnError(error);
+            returnError(*shared, error);
         }
     };
     const std::string client = getObject().getCurrentlyProcessedMessage()->getSender();

@@ -169,6 +169,8 @@ TEST_F(AConfiguration, NeedsADefaultThatIsOneOfItsProfiles)
 {
     EXPECT_EQ(faultOf("[profile.en]\n" + PROFILE), "1: the file has no \"default\"; add one");
     EXPECT_EQ(faultOf(""), "1: the file has no \"default\"; add one");
+    EXPECT_EQ(faultOf("default = \"en\"\n"),
+              "1: the file has no profile; begin one as [profile.en]");
     EXPECT_EQ(faultOf("default = \"eo\"\n[profile.en]\n" + PROFILE),
               "1: no language profile is named \"eo\"; there are en");
 }
@@ -179,7 +181,9 @@ TEST_F(AConfiguration, NamesAValueOfTheWrongKind)
     EXPECT_EQ(faultOf("default = \"en\"\nprofile = 2\n"),
               "2: \"profile\" is not a table; write [profile...]");
     EXPECT_EQ(faultOf("default = \"en\"\n[profile]\nen = 2\n"),
-              "3: \"en\" is not a table; write [profile.en]");
+              "3: \"en\" is not a table; begin a profile as [profile.NAME]");
+    EXPECT_EQ(faultOf("default = \"en\"\n[profile]\n\"a\\nb\" = 2\n"),
+              "3: \"a b\" is not a table; begin a profile as [profile.NAME]");
     EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = [\"a.ctb\"]\n"),
               "4: \"display\" is not a string; put it in quotes");
 }
@@ -190,6 +194,10 @@ TEST_F(AConfiguration, NamesALimitThatIsOutOfRange)
         EXPECT_EQ(faultOf(SMALLEST + "[engine]\nworkers = " + value + "\n"),
                   "9: \"workers\" is to be a whole number from 2 to 64")
             << value;
+    EXPECT_EQ(faultOf(SMALLEST + "[engine]\nworkers = 10\nmost-workers = 9\n"),
+              "10: \"most-workers\" is to be a whole number from 10 to 64");
+    EXPECT_EQ(faultOf(SMALLEST + "[engine]\ndeadline-us-per-character = 100001\n"),
+              "9: \"deadline-us-per-character\" is to be a whole number from 0 to 100000");
     EXPECT_EQ(faultOf(SMALLEST + "[engine]\ndeadline-ms = 20001\n"),
               "9: \"deadline-ms\" is to be a whole number from 10 to 20000");
 }
@@ -203,7 +211,7 @@ TEST_F(AConfiguration, SaysThatItsFileCannotBeRead)
             ADD_FAILURE() << name << " cannot be read";
         } catch (const ConfigurationError& error) {
             const std::string text = error.what();
-            EXPECT_EQ(text.rfind(name, 0), 0U) << text;
+            EXPECT_EQ(text.rfind(name + ": cannot be read (", 0), 0U) << text;
         }
     }
 }
