@@ -44,10 +44,13 @@ void BusLoop::awaitBus()
 {
     if (!awaitsInput)
         await(Descriptor::wait_read, awaitsInput);
-    // The bus does not take more just now.
-    const bool hasOutput = (connection.getEventLoopPollData().events & POLLOUT) != 0;
-    if (hasOutput && !awaitsOutput)
+    if (!awaitsOutput && hasOutput())
         await(Descriptor::wait_write, awaitsOutput);
+}
+
+bool BusLoop::hasOutput() const
+{
+    return (connection.getEventLoopPollData().events & POLLOUT) != 0;
 }
 
 void BusLoop::await(Descriptor::wait_type what, bool& isAwaited)

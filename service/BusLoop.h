@@ -23,6 +23,9 @@ public:
     void run();
     void stop() { isStopped = true; }
 
+    /** Whether the bus has not taken yet all that there is for it. */
+    bool hasOutput() const;
+
 private:
     using Descriptor = boost::asio::posix::stream_descriptor;
 

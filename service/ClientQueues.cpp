@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+using std::chrono::steady_clock;
+
 bool ClientQueues::push(Job&& job)
 {
     const std::size_t length = job.request.text.size();
@@ -24,13 +26,19 @@ bool ClientQueues::push(Job&& job)
 
 Job ClientQueues::next()
 {
-    Client& client = clients.at(turns.front());
+    const std::string name = std::move(turns.front());
     turns.pop_front();
+    clients.at(name).isInWork = true;
+    return takeFirst(name);
+}
+
+Job ClientQueues::takeFirst(const std::string& name)
+{
+    Client& client = clients.at(name);
     Job job = std::move(client.jobs.front());
     client.jobs.pop_front();
     client.length -= job.request.text.size();
     lengthOfAll -= job.request.text.size();
-    client.isInWork = true;
     return job;
 }
 
@@ -50,12 +58,44 @@ void ClientQueues::drop(const std::string& name)
     const auto found = clients.find(name);
     if (found == clients.end())
         return;
-    Client& client = found->second;
-    lengthOfAll -= client.length;
-    client.length = 0;
-    client.jobs.clear();
-    if (client.isInWork)
+    while (!found->second.jobs.empty())
+        takeFirst(name);
+    forgetIfIdle(name);
+}
+
+std::vector<Job> ClientQueues::takeOlderThan(steady_clock::time_point time)
+{
+    std::vector<std::string> names;
+    names.reserve(clients.size());
+    for (const auto& [name, client] : clients)
+        names.push_back(name);
+    std::vector<Job> old;
+    for (const std::string& name : names) {
+        const std::deque<Job>& jobs = clients.at(name).jobs;
+        while (!jobs.empty() && jobs.front().arrival < time)
+            old.push_back(takeFirst(name));
+        forgetIfIdle(name);
+    }
+    return old;
+}
+
+std::optional<steady_clock::time_point> ClientQueues::oldestArrival() const
+{
+    std::optional<steady_clock::time_point> oldest;
+    for (const auto& [name, client] : clients) {
+        if (!client.jobs.empty())
+            oldest =
+                std::min(oldest.value_or(client.jobs.front().arrival), client.jobs.front().arrival);
+    }
+    return oldest;
+}
+
+/** Where the last waiting job has been taken away. */
+void ClientQueues::forgetIfIdle(const std::string& name)
+{
+    const Client& client = clients.at(name);
+    if (!client.jobs.empty() || client.isInWork)
         return;
-    clients.erase(found);
+    clients.erase(name);
     turns.erase(std::find(turns.begin(), turns.end(), name));
 }

@@ -8,7 +8,9 @@
 #include <deque>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
+#include <vector>
 
 /** A text that a client wants translated. */
 struct Job
@@ -51,7 +53,16 @@ public:
     /** Forgets what the client has waiting. */
     void drop(const std::string& client);
 
+    /** Those that came before that time; they wait no longer. */
+    std::vector<Job> takeOlderThan(std::chrono::steady_clock::time_point time);
+
+    /** When the one that has waited longest came; nothing if none waits. */
+    std::optional<std::chrono::steady_clock::time_point> oldestArrival() const;
+
 private:
+    Job takeFirst(const std::string& client);
+    void forgetIfIdle(const std::string& client);
+
     struct Client
     {
         std::deque<Job> jobs;

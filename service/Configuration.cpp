@@ -114,7 +114,8 @@ private:
         for (const auto& [key, node] : tableOf(content, "profile")) {
             const std::string name(key.str());
             if (!node.is_table())
-                fail(node.source(), quoted(name) + " is not a table; begin a profile as [profile.NAME]");
+                fail(node.source(),
+                     quoted(name) + " is not a table; begin a profile as [profile.NAME]");
             profiles.push_back(readProfile(name, *node.as_table()));
         }
         return profiles;

@@ -166,6 +166,15 @@ void Worker::end(Outcome::End why)
         gone();
 }
 
+bool Worker::hasDiedIdle()
+{
+    if (!isIdle() || waitpid(process, nullptr, WNOHANG) == 0)
+        return false;
+    process = -1;
+    kill();
+    return true;
+}
+
 void Worker::kill()
 {
     endProcess();

@@ -54,10 +54,13 @@ public:
     Worker(const Worker&) = delete;
     Worker& operator=(const Worker&) = delete;
 
-    /** Only when idle. done is called once, from the event loop. */
+    /** Only when idle. done is called once, from the event loop, unless kill() is. */
     void run(const EngineRequest& request, std::chrono::milliseconds deadline, Done done);
 
     bool isIdle() const { return isAlive() && !done; }
+    /** Whether the process has ended while idle, which gone() would only tell later. */
+    bool hasDiedIdle();
+
     bool isAlive() const noexcept { return process > 0; }
 
     /** Ends the process and waits until it is gone. Nothing is called any more, and forgotten. */

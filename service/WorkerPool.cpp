@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
 #include <system_error>
 #include <utility>
 
@@ -15,6 +16,12 @@ namespace {
 // An everyday text takes a fraction of this. Who is at work for longer holds
 // others up, and another process costs less than their waiting.
 constexpr milliseconds PATIENCE{20};
+
+// Before another process is started in place of one that could not even begin.
+constexpr milliseconds RECOVERY{10000};
+
+// So that a client's text that is in work is given up before one that waits behind it.
+constexpr milliseconds GRACE{100};
 
 } // namespace
 
@@ -30,7 +37,9 @@ WorkerPool::WorkerPool(boost::asio::io_context& eventLoop, std::string enginePro
     : loop(eventLoop),
       program(std::move(engineProgram)),
       currentLimits(poolLimits),
-      patience(eventLoop)
+      patience(eventLoop),
+      recovery(eventLoop),
+      expiry(eventLoop)
 {
     while (members.size() < currentLimits.workers)
         start();
@@ -47,7 +56,7 @@ bool WorkerPool::submit(Job job)
 {
     if (!queues.push(std::move(job)))
         return false;
-    startMissing();
+    awaitOverdue();
     giveWork();
     return true;
 }
@@ -62,6 +71,7 @@ void WorkerPool::setLimits(const PoolLimits& newLimits)
 {
     currentLimits = newLimits;
     startMissing();
+    endSpare();
     giveWork();
 }
 
@@ -85,21 +95,41 @@ try {
         start();
 } catch (const std::system_error& error) {
     LOG_ERROR(error.what());
+    startMissingLater();
+}
+
+void WorkerPool::startMissingLater()
+{
+    if (std::exchange(isRecovering, true))
+        return;
+    recovery.expires_after(RECOVERY);
+    recovery.async_wait([this](const boost::system::error_code& error) {
+        if (error)
+            return;
+        isRecovering = false;
+        startMissing();
+        giveWork();
+    });
 }
 
 void WorkerPool::replace(Members::iterator member)
 {
     const bool hasWorked = member->hasWorked;
     members.erase(member);
-    // One that cannot even begin would only be followed by others like it. The next text tries.
+    // One that cannot even begin may be followed by others like it, over and over.
     if (hasWorked)
         startMissing();
+    else
+        startMissingLater();
     giveWork();
 }
 
 void WorkerPool::giveWork()
 {
+    dropDead();
     while (!queues.empty()) {
+        if (members.empty())
+            startMissing();
         if (members.empty())
             giveUp(queues.next(), Worker::Outcome::End::DIED);
         else if (idleMemberFor({}) == members.end())
@@ -126,6 +156,18 @@ void WorkerPool::perform(Job job)
     });
 }
 
+/** An idle process may have died a moment ago, and nobody's text is to suffer from that. */
+void WorkerPool::dropDead()
+{
+    const auto isDead = [](const Member& member) { return member.worker->hasDiedIdle(); };
+    const std::size_t before = members.size();
+    members.remove_if(isDead);
+    if (members.size() == before)
+        return;
+    LOG_WARN("an engine process has died");
+    startMissing();
+}
+
 void WorkerPool::giveUp(Job job, Worker::Outcome::End why)
 {
     queues.finished(job.client);
@@ -140,7 +182,13 @@ void WorkerPool::readAhead()
             [member](const std::string& table) { return member->tables.count(table) == 0; });
         if (member->worker->isIdle() && next != tablesToKeep.end())
             run(member, {EngineRequest::Kind::LOAD_TABLE, *next, {}}, currentLimits.deadline,
-                [](const Worker::Outcome&) {});
+                [this, table = *next](const Worker::Outcome& outcome) {
+                    // What ends one process would end them all, one after the other.
+                    if (outcome.end != Worker::Outcome::End::ANSWERED)
+                        tablesToKeep.erase(
+                            std::remove(tablesToKeep.begin(), tablesToKeep.end(), table),
+                            tablesToKeep.end());
+                });
     }
 }
 
@@ -163,22 +211,52 @@ void WorkerPool::run(Members::iterator member, const EngineRequest& request, mil
                                 LOG_WARN("an engine process has died at work");
                             done(std::move(outcome));
                             if (hasAnswered)
-                                release(member);
+                                release();
                             else
                                 replace(member);
                         });
 }
 
-void WorkerPool::release(Members::iterator member)
+void WorkerPool::release()
 {
-    const auto isIdle = [](const Member& other) { return other.worker->isIdle(); };
-    const bool isSpare = members.size() > currentLimits.workers && queues.empty() &&
-                         std::count_if(members.begin(), members.end(), isIdle) > 1;
-    if (isSpare) {
-        member->worker->kill();
-        members.erase(member);
-    }
+    endSpare();
     giveWork();
+}
+
+/** Ends idle processes that are more than there are to be, but for one that is ready. */
+void WorkerPool::endSpare()
+{
+    const auto isIdle = [](const Member& member) { return member.worker->isIdle(); };
+    while (members.size() > currentLimits.workers && queues.empty() &&
+           std::count_if(members.begin(), members.end(), isIdle) > 1) {
+        const auto spare = std::find_if(members.begin(), members.end(), isIdle);
+        spare->worker->kill();
+        members.erase(spare);
+    }
+}
+
+/** Waits for texts to have waited for so long that their clients would give up soon. */
+void WorkerPool::awaitOverdue()
+{
+    const auto oldest = awaitsOverdue ? std::nullopt : queues.oldestArrival();
+    if (!oldest)
+        return;
+    awaitsOverdue = true;
+    expiry.expires_at(*oldest + PoolLimits::LONGEST_DEADLINE + GRACE);
+    expiry.async_wait([this](const boost::system::error_code& error) {
+        if (error)
+            return;
+        awaitsOverdue = false;
+        giveUpOverdue();
+        awaitOverdue();
+    });
+}
+
+void WorkerPool::giveUpOverdue()
+{
+    const auto latest = steady_clock::now() - PoolLimits::LONGEST_DEADLINE - GRACE;
+    for (Job& job : queues.takeOlderThan(latest))
+        job.done({Worker::Outcome::End::TIMED_OUT, {}}, std::move(job.request));
 }
 
 WorkerPool::Members::iterator WorkerPool::idleMemberFor(const std::string& table)

@@ -21,7 +21,7 @@ struct PoolLimits
     /** Clients give up after 25 s; this leaves time for the way there and back. */
     static constexpr std::chrono::milliseconds LONGEST_DEADLINE{20000};
 
-    /** Processes that are there all the time. */
+    /** Processes that are there all the time, but for moments when one has just died. */
     std::size_t workers = 2;
     /** With those that help out while others are held up by their texts. */
     std::size_t mostWorkers = 8;
@@ -39,8 +39,8 @@ struct PoolLimits
  * are held up.
  *
  * Failures: the constructor throws std::system_error if the program cannot be
- * started. Later failures to start it are logged, and make jobs fail with DIED
- * when no process is left.
+ * started. Later failures to start it are logged, tried again after a while, and
+ * make jobs fail with DIED when no process is left.
  *
  * Threads: those of Worker.
  */
@@ -79,13 +79,18 @@ private:
     void start();
     void startMissing();
     void replace(Members::iterator member);
-    void release(Members::iterator member);
+    void release();
     void giveWork();
     void perform(Job job);
     void giveUp(Job job, Worker::Outcome::End why);
     void readAhead();
     void run(Members::iterator member, const EngineRequest& request,
              std::chrono::milliseconds deadline, Worker::Done done);
+    void startMissingLater();
+    void dropDead();
+    void endSpare();
+    void awaitOverdue();
+    void giveUpOverdue();
     Members::iterator idleMemberFor(const std::string& table);
     void helpOutLater();
     void helpOut();
@@ -98,6 +103,10 @@ private:
     std::vector<std::string> tablesToKeep;
     boost::asio::steady_timer patience;
     bool isPatient = false;
+    boost::asio::steady_timer recovery;
+    bool isRecovering = false;
+    boost::asio::steady_timer expiry;
+    bool awaitsOverdue = false;
 };
 
 #endif

@@ -14,6 +14,7 @@
 #include <sdbus-c++/IConnection.h>
 
 #include <csignal>
+#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -138,6 +139,16 @@ try {
     LOG_ERROR(error.what() << "; the profiles stay as they were");
 }
 
+/** The signals that a service obeys; those that come while it starts are obeyed then. */
+void holdSignalsBack(int how)
+{
+    sigset_t signals;
+    sigemptyset(&signals);
+    for (const int signal : {SIGHUP, SIGINT, SIGTERM})
+        sigaddset(&signals, signal);
+    pthread_sigmask(how, &signals, nullptr);
+}
+
 /** Calls that as often as one of these signals comes. */
 void onSignals(boost::asio::signal_set& signals, const std::function<void()>& act)
 {
@@ -149,40 +160,54 @@ void onSignals(boost::asio::signal_set& signals, const std::function<void()>& ac
     });
 }
 
-/** Answers calls until it is told to end, or there is no bus to take them from. */
-void answerCalls(BusLoop& bus)
+/**
+ * Answers calls until it is told to end, or there is no bus to take them from.
+ * Returns whether the bus has not taken all replies yet.
+ */
+bool answerCalls(BusLoop& bus)
 try {
     bus.run();
+    return bus.hasOutput();
 } catch (const sdbus::Error& error) {
     LOG_INFO("the bus has gone: " << error.what());
+    return false;
 }
 
 int serve(const Options& options, const Catalogue& catalogue, Configuration configuration)
 {
     boost::asio::io_context loop;
     const std::unique_ptr<sdbus::IConnection> connection = openBus();
-    WorkerPool pool(loop, engineProgram(), configuration.limits);
-    TranslatorService service(*connection, catalogue, pool, std::move(configuration),
-                              options.hasLazyMaps ? Maps::LAZY : Maps::COMPLETE);
-    BusLoop bus(loop, *connection);
-    boost::asio::signal_set ending(loop, SIGTERM, SIGINT);
-    onSignals(ending, [&bus] { bus.stop(); });
-    boost::asio::signal_set reloading(loop, SIGHUP);
-    onSignals(reloading, [&] { reload(options.configuration, catalogue, service); });
-    // Only now: a call to the name must find the object.
-    takeName(*connection);
-    LOG_INFO("answering as " << BUS_NAME);
-    answerCalls(bus);
+    bool isBusStuck = false;
+    {
+        WorkerPool pool(loop, engineProgram(), configuration.limits);
+        TranslatorService service(*connection, catalogue, pool, std::move(configuration),
+                                  options.hasLazyMaps ? Maps::LAZY : Maps::COMPLETE);
+        BusLoop bus(loop, *connection);
+        boost::asio::signal_set ending(loop, SIGTERM, SIGINT);
+        onSignals(ending, [&bus] { bus.stop(); });
+        boost::asio::signal_set reloading(loop, SIGHUP);
+        onSignals(reloading, [&] { reload(options.configuration, catalogue, service); });
+        holdSignalsBack(SIG_UNBLOCK);
+        // Only now: a call to the name must find the object.
+        takeName(*connection);
+        LOG_INFO("answering as " << BUS_NAME);
+        isBusStuck = answerCalls(bus);
+    }
+    // The connection would not close before the slowest client has read its replies.
+    if (isBusStuck)
+        std::_Exit(0);
     return 0;
 }
 
 int run(const Options& options)
 {
+    const bool isInspection = options.wantsList || options.wantsCheck;
+    if (!isInspection)
+        holdSignalsBack(SIG_BLOCK);
     const Catalogue catalogue = installedCatalogue();
     Configuration configuration = readConfiguration(options.configuration, catalogue);
     if (!options.profile.empty())
         configuration.defaultProfile = configuration.profiles.named(options.profile).name;
-    const bool isInspection = options.wantsList || options.wantsCheck;
     if (isInspection && catalogue.translators().empty())
         throw std::runtime_error(NO_TABLES);
     if (options.wantsList)

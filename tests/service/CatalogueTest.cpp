@@ -127,8 +127,9 @@ TEST(Catalogue, HoldsEveryFileThatIsATable)
     for (const auto& file : std::filesystem::directory_iterator("/usr/share/liblouis/tables")) {
         const std::string name = file.path().filename();
         const std::string suffix = file.path().extension();
-        if (suffix == ".ctb" || suffix == ".utb" || suffix == ".tbl")
+        if (suffix == ".ctb" || suffix == ".utb" || suffix == ".tbl") {
             EXPECT_NE(installed().find(name), nullptr) << name;
+        }
     }
 }
 

@@ -2,7 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <optional>
 #include <string>
+#include <utility>
+#include <vector>
+
+using namespace std::chrono_literals;
 
 namespace {
 
@@ -90,6 +96,66 @@ TEST(ClientQueues, RefuseMoreCodePointsThanTheyMayHoldForAllClients)
     EXPECT_FALSE(queues.push(job("another", "1")));
     queues.drop("0");
     EXPECT_TRUE(queues.push(job("another", "1")));
+}
+
+TEST(ClientQueues, HaveRoomAgainForWhatWasTakenOrDropped)
+{
+    ClientQueues queues;
+    for (std::size_t round = 0; round <= ClientQueues::LENGTH_OF_ALL / LONGEST_TEXT; ++round) {
+        ASSERT_TRUE(queues.push(job("a", "1", LONGEST_TEXT)));
+        queues.next();
+        for (std::size_t count = 0; count < ClientQueues::LENGTH_OF_A_CLIENT / LONGEST_TEXT;
+             ++count)
+            ASSERT_TRUE(queues.push(job("a", "1", LONGEST_TEXT)));
+        queues.drop("a");
+        queues.finished("a");
+    }
+}
+
+TEST(ClientQueues, SayWhenTheOldestTextCame)
+{
+    ClientQueues queues;
+    EXPECT_EQ(queues.oldestArrival(), std::nullopt);
+    const Job first = job("a", "1");
+    Job second = job("b", "2");
+    second.arrival = first.arrival + 1s;
+    queues.push(std::move(second));
+    queues.push(Job(first));
+    EXPECT_EQ(queues.oldestArrival(), first.arrival);
+    queues.drop("a");
+    EXPECT_EQ(queues.oldestArrival(), first.arrival + 1s);
+}
+
+TEST(ClientQueues, GiveUpTheOldTextsOnly)
+{
+    ClientQueues queues;
+    const auto start = std::chrono::steady_clock::now();
+    for (const int second : {1, 2, 3}) {
+        for (const char* client : {"a", "b"}) {
+            Job next = job(client, std::to_string(second));
+            next.arrival = start + std::chrono::seconds(second);
+            queues.push(std::move(next));
+        }
+    }
+    queues.next(); // the first of a
+    const std::vector<Job> old = queues.takeOlderThan(start + 3s);
+    std::string which;
+    for (const Job& each : old)
+        which += each.client + each.request.table;
+    EXPECT_EQ(which, "a2b1b2");
+    EXPECT_EQ(queues.next().request.table, "3") << "of b";
+    EXPECT_TRUE(queues.empty()) << "a has one in work";
+    queues.finished("a");
+    EXPECT_EQ(queues.next().request.table, "3");
+}
+
+TEST(ClientQueues, ForgetAClientAllOfWhoseTextsAreOld)
+{
+    ClientQueues queues;
+    queues.push(job("a", "1"));
+    EXPECT_EQ(queues.takeOlderThan(std::chrono::steady_clock::now() + 1s).size(), 1U);
+    EXPECT_TRUE(queues.empty());
+    EXPECT_EQ(queues.oldestArrival(), std::nullopt);
 }
 
 TEST(ClientQueues, DropWhatAClientHasWaiting)

@@ -249,6 +249,9 @@ TEST_F(TheRunningService, ReadsItsProfilesAgain)
     service.logUntil("has read");
     EXPECT_THAT(computerRole(), HasSubstr("en-gb-comp8.ctb"));
     EXPECT_NE(gdbusCall("changeLanguageProfile", {"de"}).status, 0) << "it is no longer there";
+    configure(ServiceProcess::configurationWith(""));
+    service.logUntil("has read");
+    EXPECT_EQ(gdbusCall("changeLanguageProfile", {"de"}).status, 0) << "and now it is, again";
 }
 
 TEST_F(TheRunningService, GoesToTheNewDefaultWhenItsProfileIsGone)

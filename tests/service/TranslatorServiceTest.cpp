@@ -178,7 +178,27 @@ TEST_F(TheTranslatorService, RefusesATextAboveAMillionCodePoints)
     EXPECT_EQ(handle.forwardW(std::wstring(1000001, L' '))->getTranslatedW(), L"");
     ASSERT_THAT(log.records(), SizeIs(1));
     EXPECT_THAT(log.records()[0].message, HasSubstr("[braille.translator.Error.TooLong]"));
+    const auto longest = handle.forwardW(std::wstring(1000000, L' '));
+    EXPECT_EQ(longest->getTranslatedW(), std::wstring(1000000, L'\u2800'));
+    EXPECT_THAT(log.records(), SizeIs(1)) << "the longest is not too long";
     EXPECT_EQ(handle.forwardW(L"and")->getTranslatedW(), L"\u2801\u281d\u2819");
+}
+
+TEST_F(TheTranslatorService, RefusesATranslationThatTheBusWouldNotCarry)
+{
+    TranslatorProxy handle("en-gb-comp8", translation.getServiceProxy());
+    handle.forwardW(std::wstring(500000, static_cast<wchar_t>(0x10ffff)));
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message, HasSubstr("[braille.translator.Error.TooLong]"));
+}
+
+TEST_F(TheTranslatorService, SaysWhatAPersonShouldKnowOfATranslation)
+{
+    EXPECT_THAT(
+        gdbusCall("forwardW", {"en-ueb-g2", "[97, 0, 55296]", "0"}).output,
+        testing::AllOf(HasSubstr("((true, 3, "), HasSubstr("[uint32 97, 0, 55296], "
+                                                           "'values that are no characters, "
+                                                           "taken as U+FFFD: 2'),)")));
 }
 
 TEST_F(TheTranslatorService, AnswersClientsThatShareNoCodeWithIt)

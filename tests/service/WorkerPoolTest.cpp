@@ -11,6 +11,7 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 #include <vector>
@@ -35,6 +36,19 @@ std::vector<pid_t> children()
     const std::string task = "/proc/self/task/" + std::to_string(getpid());
     std::ifstream file(task + "/children");
     return {std::istream_iterator<pid_t>(file), {}};
+}
+
+/** What processes have in memory together. */
+std::size_t kilobytesOf(const std::vector<pid_t>& processes)
+{
+    std::size_t sum = 0;
+    for (const pid_t process : processes) {
+        std::ifstream file("/proc/" + std::to_string(process) + "/statm");
+        std::size_t pages = 0;
+        file >> pages >> pages;
+        sum += pages * 4;
+    }
+    return sum;
 }
 
 class AWorkerPool : public testing::Test
@@ -234,6 +248,61 @@ TEST_F(AWorkerPool, ReplacesAProcessThatDiesIdle)
     submit("a", forward("en-ueb-g2.ctb", {'a'}));
     awaitOutcomes(3);
     EXPECT_EQ(outcomes[2].end, End::ANSWERED);
+}
+
+TEST_F(AWorkerPool, GivesNoTextToAProcessThatHasJustDied)
+{
+    for (std::size_t round = 1; round <= 20; ++round) {
+        for (const pid_t child : children()) {
+            kill(child, SIGKILL);
+            // It has ended, but nobody has been told yet.
+            siginfo_t ended{};
+            waitid(P_PID, static_cast<id_t>(child), &ended, WEXITED | WNOWAIT);
+        }
+        submit("a", forward("en-ueb-g2.ctb", {'a'}));
+        awaitOutcomes(round);
+        ASSERT_EQ(outcomes.back().end, End::ANSWERED);
+    }
+}
+
+TEST_F(AWorkerPool, EndsTheProcessesThatAreTooManyWhenThereAreToBeFewer)
+{
+    limits.workers = 6;
+    pool.setLimits(limits);
+    EXPECT_THAT(children(), testing::SizeIs(6));
+    limits.workers = 3;
+    pool.setLimits(limits);
+    EXPECT_THAT(children(), testing::SizeIs(3));
+}
+
+TEST_F(AWorkerPool, ReadsATableAheadThatTakesTooLongOnlyOnce)
+{
+    limits.deadline = 1ms;
+    pool.setLimits(limits);
+    pool.keepLoaded({TABLES + "zh-tw.ctb"});
+    const std::vector<pid_t> before = children();
+    runUntil([&before] { return children() != before && children().size() == 2; });
+    loop.run_for(200ms);
+    const std::vector<pid_t> after = children();
+    loop.run_for(200ms);
+    EXPECT_EQ(children(), after);
+}
+
+TEST_F(AWorkerPool, ReadsTheTablesThatItIsToldInEachProcess)
+{
+    const std::size_t before = kilobytesOf(children());
+    pool.keepLoaded({TABLES + "zh-tw.ctb"});
+    runUntil([before] { return kilobytesOf(children()) > before + 2 * 5000; });
+}
+
+TEST_F(AWorkerPool, HasItsProcessesGiveBackWhatALongTextHasTaken)
+{
+    submit("a", forward("en-gb-comp8.ctb", CodePoints(LONGEST_TEXT, 'a')));
+    awaitOutcomes(1);
+    submit("a", forward("en-gb-comp8.ctb", {'a'}));
+    awaitOutcomes(2);
+    EXPECT_EQ(outcomes[0].end, End::ANSWERED);
+    EXPECT_LT(kilobytesOf(children()), 2 * 20000U);
 }
 
 TEST_F(AWorkerPool, DoesNotStartAProgramOverAndOverThatDiesAtOnce)
