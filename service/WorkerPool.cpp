@@ -17,7 +17,8 @@ namespace {
 // others up, and another process costs less than their waiting.
 constexpr milliseconds PATIENCE{20};
 
-// Before another process is started in place of one that could not even begin.
+// When so many processes have died in a row, others are started only after a while.
+constexpr std::size_t MANY_DEATHS = 10;
 constexpr milliseconds RECOVERY{10000};
 
 // So that a client's text that is in work is given up before one that waits behind it.
@@ -81,6 +82,7 @@ void WorkerPool::start()
     try {
         member->worker = Worker::start(loop, program, [this, member] {
             LOG_WARN("an engine process has died");
+            ++deaths;
             replace(member);
         });
     } catch (...) {
@@ -114,10 +116,9 @@ void WorkerPool::startMissingLater()
 
 void WorkerPool::replace(Members::iterator member)
 {
-    const bool hasWorked = member->hasWorked;
     members.erase(member);
-    // One that cannot even begin may be followed by others like it, over and over.
-    if (hasWorked)
+    // If none can even begin, more of them would only die over and over.
+    if (deaths < MANY_DEATHS)
         startMissing();
     else
         startMissingLater();
@@ -202,12 +203,13 @@ void WorkerPool::run(Members::iterator member, const EngineRequest& request, mil
     member->worker->run(request, deadline,
                         [this, member, done = std::move(done)](Worker::Outcome outcome) {
                             const bool hasAnswered = outcome.end == Worker::Outcome::End::ANSWERED;
-                            member->hasWorked |= outcome.end != Worker::Outcome::End::DIED;
+                            const bool hasDied = outcome.end == Worker::Outcome::End::DIED;
+                            deaths = hasDied ? deaths + 1 : 0;
                             for (const std::string& message : outcome.answer.log)
                                 LOG_ERROR(message);
                             if (outcome.end == Worker::Outcome::End::TIMED_OUT)
                                 LOG_WARN("an engine process took too long and was ended");
-                            if (outcome.end == Worker::Outcome::End::DIED)
+                            if (hasDied)
                                 LOG_WARN("an engine process has died at work");
                             done(std::move(outcome));
                             if (hasAnswered)

@@ -71,8 +71,6 @@ private:
         std::shared_ptr<Worker> worker;
         /** The tables that it has read. */
         std::set<std::string> tables;
-        /** Whether it has ever answered, or at least lived. */
-        bool hasWorked = false;
     };
     using Members = std::list<Member>;
 
@@ -100,6 +98,8 @@ private:
     PoolLimits currentLimits;
     ClientQueues queues;
     Members members;
+    /** How many processes have died, one after the other, without any answer in between. */
+    std::size_t deaths = 0;
     std::vector<std::string> tablesToKeep;
     boost::asio::steady_timer patience;
     bool isPatient = false;

@@ -2,6 +2,7 @@
 
 #include "MapAudit.h"
 #include "support/RandomText.h"
+#include "support/Sanitizers.h"
 
 #include <service/Catalogue.h>
 #include <service/EngineLog.h>
@@ -322,7 +323,9 @@ TEST(Engine, GivesBackWhatALongTextHasTaken)
     const std::size_t before = residentKilobytes();
     engine.forward(tableOf(COMPUTER), CodePoints(LONGEST_TEXT, 'a'));
     engine.giveMemoryBack();
-    EXPECT_LT(residentKilobytes(), before + 8192);
+    if (MEMORY_IS_GIVEN_BACK) {
+        EXPECT_LT(residentKilobytes(), before + 8192);
+    }
 }
 
 TEST(Engine, WritesItsOwnMessagesToTheLogOnly)

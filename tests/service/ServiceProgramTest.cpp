@@ -13,7 +13,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <unistd.h>
@@ -90,11 +90,15 @@ TEST(TheServiceProgram, HasNoOptionThatItsReferenceDoesNotName)
     const std::string help = run({"--help"}).output;
     std::ifstream file(TEST_SOURCE_FOLDER "/docs/service.md");
     const std::string reference{std::istreambuf_iterator<char>(file), {}};
-    const std::regex option("--[a-z-]+");
+    std::istringstream words(help);
     std::size_t count = 0;
-    for (std::sregex_iterator next(help.begin(), help.end(), option);
-         next != std::sregex_iterator(); ++next, ++count)
-        EXPECT_THAT(reference, HasSubstr("`" + next->str()));
+    for (std::string word; words >> word;) {
+        const std::size_t start = word.find("--");
+        if (start == std::string::npos)
+            continue;
+        EXPECT_THAT(reference, HasSubstr("`" + word.substr(start)));
+        ++count;
+    }
     EXPECT_GT(count, 8U);
 }
 
