@@ -138,6 +138,9 @@ void Worker::readBody()
 void Worker::takeAnswer()
 try {
     Outcome outcome{Outcome::End::ANSWERED, engine_protocol::decodeAnswer(body)};
+    // They may have been of many megabytes.
+    body = std::string();
+    message = std::string();
     awaitAnswer();
     timer.cancel();
     if (done)

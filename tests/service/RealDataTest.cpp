@@ -4,6 +4,7 @@
 #include "support/LogCapture.h"
 #include "support/PrivateBus.h"
 #include "support/RandomText.h"
+#include "support/Sanitizers.h"
 #include "support/ServiceProcess.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
@@ -221,6 +222,17 @@ TEST_F(TheServiceWithAllTables, AnswersAnyTextWithAWellFormedReplyOrANamedError)
     log.clear();
     TranslatorProxy handle = translator("en-ueb-g2.ctb");
     EXPECT_EQ(handle.forwardW(L"and")->getTranslatedW(), L"\u282f") << "it is still there";
+}
+
+TEST_F(TheServiceWithAllTables, GivesBackWhatLongTextsHaveTaken)
+{
+    TranslatorProxy handle = translator("en-gb-comp8.ctb");
+    for (int round = 0; round < 3; ++round)
+        EXPECT_EQ(handle.forwardW(std::wstring(1000000, L'a'))->getTranslatedW().size(), 1000000U);
+    handle.forwardW(L"a");
+    if (MEMORY_IS_GIVEN_BACK) {
+        EXPECT_LT(service.residentKilobytes(), 24000U);
+    }
 }
 
 /** Two services: one with complete maps, one that leaves most of them to the library. */
