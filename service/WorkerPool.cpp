@@ -289,9 +289,9 @@ void WorkerPool::helpOutLater()
     isPatient = true;
     patience.expires_after(PATIENCE);
     patience.async_wait([this](const boost::system::error_code& error) {
-        isPatient = false;
         if (error)
             return;
+        isPatient = false;
         helpOut();
         giveWork();
     });
