@@ -294,7 +294,8 @@ TEST_F(AWorkerPool, ReadsTheTablesThatItIsToldInEachProcess)
 {
     const std::size_t before = kilobytesOf(children());
     pool.keepLoaded({TABLES + "zh-tw.ctb"});
-    runUntil([before] { return kilobytesOf(children()) > before + 2 * 5000; });
+    constexpr std::size_t OF_THE_TABLE = 5000;
+    runUntil([before] { return kilobytesOf(children()) > before + 2 * OF_THE_TABLE; });
 }
 
 TEST_F(AWorkerPool, HasItsProcessesGiveBackWhatALongTextHasTaken)

@@ -1,15 +1,13 @@
 #ifndef TESTS_SUPPORT_REQUIRE_H
 #define TESTS_SUPPORT_REQUIRE_H
 
-#include <cstring>
-#include <stdexcept>
-#include <string>
+#include <system_error>
 
 /** The result of a function of the bus library; throws if that says that it has failed. */
 inline int require(int result, const char* what)
 {
     if (result < 0)
-        throw std::runtime_error(std::string(what) + ": " + std::strerror(-result));
+        throw std::system_error(-result, std::generic_category(), what);
     return result;
 }
 
