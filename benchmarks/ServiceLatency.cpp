@@ -8,6 +8,7 @@
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
+#include <service/Catalogue.h>
 #include <service/Engine.h>
 #include <service/Tables.h>
 
@@ -127,13 +128,11 @@ public:
 private:
     static std::string findTable()
     {
-        const std::string ending = std::string("/") + TRANSLATOR;
-        for (const std::string& path : installedTables()) {
-            if (path.size() > ending.size() &&
-                path.compare(path.size() - ending.size(), ending.size(), ending) == 0)
-                return path;
-        }
-        throw std::runtime_error(std::string("the table ") + TRANSLATOR + " is not installed");
+        const Catalogue installed(describeTables(installedTables()));
+        const Translator* const translator = installed.find(TRANSLATOR);
+        if (translator == nullptr)
+            throw std::runtime_error(std::string("the table ") + TRANSLATOR + " is not installed");
+        return translator->table;
     }
 
     Engine engine;

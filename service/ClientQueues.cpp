@@ -65,13 +65,11 @@ void ClientQueues::drop(const std::string& name)
 
 std::vector<Job> ClientQueues::takeOlderThan(steady_clock::time_point time)
 {
-    std::vector<std::string> names;
-    names.reserve(clients.size());
-    for (const auto& [name, client] : clients)
-        names.push_back(name);
     std::vector<Job> old;
-    for (const std::string& name : names) {
-        const std::deque<Job>& jobs = clients.at(name).jobs;
+    for (auto next = clients.begin(); next != clients.end();) {
+        const auto& [key, client] = *next++; // it may be forgotten below
+        const std::string name = key;
+        const std::deque<Job>& jobs = client.jobs;
         while (!jobs.empty() && jobs.front().arrival < time)
             old.push_back(takeFirst(name));
         forgetIfIdle(name);

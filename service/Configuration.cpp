@@ -78,11 +78,8 @@ private:
             const std::string_view name = key.str();
             if (std::find(keys.begin(), keys.end(), name) != keys.end())
                 continue;
-            std::string known;
-            for (const char* other : keys)
-                known += (known.empty() ? "" : ", ") + std::string(other);
-            fail(key.source(),
-                 "unknown key " + quoted(std::string(name)) + "; here there may be " + known);
+            fail(key.source(), "unknown key " + quoted(std::string(name)) + "; here there may be " +
+                                   joined({keys.begin(), keys.end()}));
         }
     }
 

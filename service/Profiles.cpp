@@ -56,14 +56,6 @@ bool isClose(const std::string& asked, const Profile& profile)
     return isClose(asked, plain(profile.name)) || isClose(asked, plain(profile.language));
 }
 
-std::string joined(const std::vector<std::string>& names)
-{
-    std::string text;
-    for (const std::string& name : names)
-        text += (text.empty() ? "" : ", ") + name;
-    return text;
-}
-
 } // namespace
 
 Profiles::Profiles(std::vector<Profile> profiles) : list(std::move(profiles))

@@ -36,6 +36,14 @@ std::string quoted(std::string text)
     return '"' + text + '"';
 }
 
+std::string joined(const std::vector<std::string>& names)
+{
+    std::string text;
+    for (const std::string& name : names)
+        text += (text.empty() ? "" : ", ") + name;
+    return text;
+}
+
 std::string validUtf8(const std::string& text)
 {
     return boost::locale::conv::utf_to_utf<char>(text);

@@ -41,9 +41,9 @@ WorkerPool::WorkerPool(boost::asio::io_context& eventLoop, std::string enginePro
     : loop(eventLoop),
       program(std::move(engineProgram)),
       currentLimits(poolLimits),
-      patience(eventLoop),
-      recovery(eventLoop),
-      expiry(eventLoop)
+      patience{boost::asio::steady_timer(eventLoop)},
+      recovery{boost::asio::steady_timer(eventLoop)},
+      expiry{boost::asio::steady_timer(eventLoop)}
 {
     while (members.size() < currentLimits.workers)
         start();
@@ -100,21 +100,26 @@ try {
         start();
 } catch (const std::system_error& error) {
     LOG_ERROR(error.what());
-    startMissingLater();
+    setAlarm(recovery, steady_clock::now() + RECOVERY, &WorkerPool::recover);
 }
 
-void WorkerPool::startMissingLater()
+void WorkerPool::setAlarm(Alarm& alarm, steady_clock::time_point when, void (WorkerPool::*act)())
 {
-    if (std::exchange(isRecovering, true))
+    if (std::exchange(alarm.isSet, true))
         return;
-    recovery.expires_after(RECOVERY);
-    recovery.async_wait([this](const boost::system::error_code& error) {
+    alarm.timer.expires_at(when);
+    alarm.timer.async_wait([this, &alarm, act](const boost::system::error_code& error) {
         if (error)
             return;
-        isRecovering = false;
-        startMissing();
-        giveWork();
+        alarm.isSet = false;
+        (this->*act)();
     });
+}
+
+void WorkerPool::recover()
+{
+    startMissing();
+    giveWork();
 }
 
 void WorkerPool::replace(Members::iterator member)
@@ -124,7 +129,7 @@ void WorkerPool::replace(Members::iterator member)
     if (deaths < MANY_DEATHS)
         startMissing();
     else
-        startMissingLater();
+        setAlarm(recovery, steady_clock::now() + RECOVERY, &WorkerPool::recover);
     giveWork();
 }
 
@@ -219,17 +224,11 @@ void WorkerPool::run(Members::iterator member, const EngineRequest& request, mil
                             if (hasDied)
                                 LOG_WARN("an engine process has died at work");
                             done(std::move(outcome));
-                            if (hasAnswered)
-                                release();
-                            else
-                                replace(member);
+                            if (!hasAnswered)
+                                return replace(member);
+                            endSpare();
+                            giveWork();
                         });
-}
-
-void WorkerPool::release()
-{
-    endSpare();
-    giveWork();
 }
 
 /** Ends idle processes that are more than there are to be, but for one that is ready. */
@@ -247,18 +246,10 @@ void WorkerPool::endSpare()
 /** Waits for texts to have waited for so long that their clients would give up soon. */
 void WorkerPool::awaitOverdue()
 {
-    const auto oldest = awaitsOverdue ? std::nullopt : queues.oldestArrival();
-    if (!oldest)
-        return;
-    awaitsOverdue = true;
-    expiry.expires_at(*oldest + PoolLimits::LONGEST_DEADLINE + GRACE);
-    expiry.async_wait([this](const boost::system::error_code& error) {
-        if (error)
-            return;
-        awaitsOverdue = false;
-        giveUpOverdue();
-        awaitOverdue();
-    });
+    const auto oldest = expiry.isSet ? std::nullopt : queues.oldestArrival();
+    if (oldest)
+        setAlarm(expiry, *oldest + PoolLimits::LONGEST_DEADLINE + GRACE,
+                 &WorkerPool::giveUpOverdue);
 }
 
 void WorkerPool::giveUpOverdue()
@@ -266,6 +257,7 @@ void WorkerPool::giveUpOverdue()
     const auto latest = steady_clock::now() - PoolLimits::LONGEST_DEADLINE - GRACE;
     for (Job& job : queues.takeOlderThan(latest))
         job.done({Worker::Outcome::End::TIMED_OUT, {}}, std::move(job.request));
+    awaitOverdue();
 }
 
 WorkerPool::Members::iterator WorkerPool::idleMemberFor(const std::string& table)
@@ -284,23 +276,17 @@ WorkerPool::Members::iterator WorkerPool::idleMemberFor(const std::string& table
 
 void WorkerPool::helpOutLater()
 {
-    if (isPatient || members.size() >= currentLimits.mostWorkers)
-        return;
-    isPatient = true;
-    patience.expires_after(PATIENCE);
-    patience.async_wait([this](const boost::system::error_code& error) {
-        if (error)
-            return;
-        isPatient = false;
-        helpOut();
-        giveWork();
-    });
+    if (members.size() < currentLimits.mostWorkers)
+        setAlarm(patience, steady_clock::now() + PATIENCE, &WorkerPool::helpOut);
 }
 
 void WorkerPool::helpOut()
-try {
-    if (!queues.empty() && idleMemberFor({}) == members.end())
-        start();
-} catch (const std::system_error& error) {
-    LOG_ERROR(error.what());
+{
+    try {
+        if (!queues.empty() && idleMemberFor({}) == members.end())
+            start();
+    } catch (const std::system_error& error) {
+        LOG_ERROR(error.what());
+    }
+    giveWork();
 }

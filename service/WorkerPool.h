@@ -63,7 +63,6 @@ public:
     void keepLoaded(const std::vector<std::string>& tables);
 
     void setLimits(const PoolLimits& newLimits);
-    const PoolLimits& limits() const { return currentLimits; }
 
 private:
     struct Member
@@ -74,17 +73,25 @@ private:
     };
     using Members = std::list<Member>;
 
+    /** A timer that is set for one thing, and not again before that has come. */
+    struct Alarm
+    {
+        boost::asio::steady_timer timer;
+        bool isSet = false;
+    };
+
     void start();
     void startMissing();
     void replace(Members::iterator member);
-    void release();
     void giveWork();
     void perform(Job job);
     void giveUp(Job job, Worker::Outcome::End why);
     void readAhead();
     void run(Members::iterator member, const EngineRequest& request,
              std::chrono::milliseconds deadline, Worker::Done done);
-    void startMissingLater();
+    void setAlarm(Alarm& alarm, std::chrono::steady_clock::time_point when,
+                  void (WorkerPool::*act)());
+    void recover();
     void dropDead();
     void endSpare();
     void awaitOverdue();
@@ -101,12 +108,9 @@ private:
     /** How many processes have died, one after the other, without any answer in between. */
     std::size_t deaths = 0;
     std::vector<std::string> tablesToKeep;
-    boost::asio::steady_timer patience;
-    bool isPatient = false;
-    boost::asio::steady_timer recovery;
-    bool isRecovering = false;
-    boost::asio::steady_timer expiry;
-    bool awaitsOverdue = false;
+    Alarm patience;
+    Alarm recovery;
+    Alarm expiry;
 };
 
 #endif

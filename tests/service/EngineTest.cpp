@@ -1,6 +1,7 @@
 #include <service/Engine.h>
 
 #include "MapAudit.h"
+#include "support/Process.h"
 #include "support/RandomText.h"
 #include "support/Sanitizers.h"
 
@@ -12,13 +13,13 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -72,15 +73,6 @@ std::string outputOf(const std::string& command)
          byte = std::fgetc(pipe.get()))
         output += static_cast<char>(byte);
     return output;
-}
-
-/** What the process has in memory. */
-std::size_t residentKilobytes()
-{
-    std::ifstream file("/proc/self/statm");
-    std::size_t pages = 0;
-    file >> pages >> pages;
-    return pages * 4;
 }
 
 } // namespace
@@ -320,11 +312,11 @@ TEST(Engine, GivesBackWhatALongTextHasTaken)
 {
     Engine engine;
     engine.forward(tableOf(COMPUTER), {'a'});
-    const std::size_t before = residentKilobytes();
+    const std::size_t before = residentKilobytesOf(getpid());
     engine.forward(tableOf(COMPUTER), CodePoints(LONGEST_TEXT, 'a'));
     engine.giveMemoryBack();
     if (MEMORY_IS_GIVEN_BACK) {
-        EXPECT_LT(residentKilobytes(), before + 8192);
+        EXPECT_LT(residentKilobytesOf(getpid()), before + 8192);
     }
 }
 

@@ -1,5 +1,6 @@
 #include <service/WorkerPool.h>
 
+#include "support/Process.h"
 #include "support/Sanitizers.h"
 
 #include <boost/asio/io_context.hpp>
@@ -8,10 +9,7 @@
 
 #include <algorithm>
 #include <csignal>
-#include <fstream>
 #include <functional>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <sys/wait.h>
 #include <system_error>
@@ -35,21 +33,15 @@ EngineRequest forward(const std::string& table, const CodePoints& text)
 /** The processes that this one has started. */
 std::vector<pid_t> children()
 {
-    const std::string task = "/proc/self/task/" + std::to_string(getpid());
-    std::ifstream file(task + "/children");
-    return {std::istream_iterator<pid_t>(file), {}};
+    return childrenOf(getpid());
 }
 
 /** What processes have in memory together. */
 std::size_t kilobytesOf(const std::vector<pid_t>& processes)
 {
     std::size_t sum = 0;
-    for (const pid_t process : processes) {
-        std::ifstream file("/proc/" + std::to_string(process) + "/statm");
-        std::size_t pages = 0;
-        file >> pages >> pages;
-        sum += pages * 4;
-    }
+    for (const pid_t process : processes)
+        sum += residentKilobytesOf(process);
     return sum;
 }
 

@@ -1,6 +1,7 @@
 #include "ServiceProcess.h"
 
 #include "HostProcess.h"
+#include "Process.h"
 
 #include <algorithm>
 #include <array>
@@ -21,11 +22,6 @@
 namespace {
 
 constexpr const char* PROGRAM = TEST_BUILD_FOLDER "/service/brailletranslatord";
-
-std::string folderOf(pid_t process)
-{
-    return "/proc/" + std::to_string(process);
-}
 
 std::string contentOf(const std::string& file)
 {
@@ -110,9 +106,7 @@ void ServiceProcess::spawn(const std::vector<std::string>& options)
 
 std::vector<pid_t> ServiceProcess::engines() const
 {
-    const std::string task = folderOf(process) + "/task/" + std::to_string(process);
-    std::istringstream children(contentOf(task + "/children"));
-    return {std::istream_iterator<pid_t>(children), {}};
+    return childrenOf(process);
 }
 
 std::vector<pid_t> ServiceProcess::busyEngines() const
@@ -132,10 +126,7 @@ std::size_t ServiceProcess::descriptors() const
 
 std::size_t ServiceProcess::residentKilobytes() const
 {
-    std::istringstream fields(contentOf(folderOf(process) + "/statm"));
-    std::size_t pages = 0;
-    fields >> pages >> pages;
-    return pages * static_cast<std::size_t>(sysconf(_SC_PAGESIZE)) / 1024;
+    return residentKilobytesOf(process);
 }
 
 std::string ServiceProcess::logUntil(const std::string& text)
