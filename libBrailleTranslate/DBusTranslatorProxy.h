@@ -56,7 +56,8 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * Threads: one object, and all handles and results that borrow it, belong to
  * one thread at a time. Separate objects are independent. No thread stays
  * running. After fork() the object is of no use to the child: its calls fail
- * there, and the parent does not notice.
+ * there, and the parent does not notice. (A child forked while another thread is
+ * in a call must leave that thread's objects alone: the call's lock stays shut.)
  */
 class BRAILLETRANSLATE_EXPORT DBusTranslatorProxy
 {

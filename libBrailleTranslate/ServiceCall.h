@@ -9,6 +9,7 @@
 
 #include <csignal>
 #include <exception>
+#include <poll.h>
 #include <tuple>
 #include <utility>
 
@@ -46,18 +47,32 @@ private:
     sigset_t before{};
 };
 
+/** Whether there is something to read from the bus, now or in a moment. */
+inline bool awaitMore(const sdbus::IConnection& connection)
+{
+    constexpr int MOMENT_IN_MS = 10;
+    pollfd socket{connection.getEventLoopPollData().fd, POLLIN, 0};
+    return poll(&socket, 1, MOMENT_IN_MS) > 0;
+}
+
 /**
- * Drops what earlier calls read on their way to a reply: replies to calls that
- * had timed out, and messages that nobody asked for. Without it they would stay
- * in memory for good. Costs no system call while there is nothing to drop.
+ * Drops what nobody waits for: replies to calls that had timed out, and messages
+ * that nobody asked for. A call would read them all into memory on its way to its
+ * reply, keep them for good, and fail when the bus library's queue is full.
+ *
+ * One system call while there is nothing to drop. After a flood the bus still has
+ * what did not fit into the socket, and sends it as we read. Somebody who sends
+ * faster than we drop must not hold the host up: what is beyond the limit waits.
  */
 inline void dropStrayMessages(sdbus::IProxy& proxy)
 {
+    constexpr int FLOOD = 100;
+    constexpr int MOST_AT_ONCE = 100'000;
     try {
         sdbus::IConnection& connection = proxy.getConnection();
-        // A poll time-out of zero is the bus library's word for "messages are queued".
-        while (connection.getEventLoopPollData().timeout_usec == 0 &&
-               connection.processPendingRequest()) {
+        for (int dropped = 0; dropped < MOST_AT_ONCE; ++dropped) {
+            if (!connection.processPendingRequest() && (dropped < FLOOD || !awaitMore(connection)))
+                return;
         }
     } catch (const std::exception&) {
         // The connection is lost: the call that follows says so, and says it once.

@@ -1,4 +1,6 @@
 #include "support/BusTest.h"
+#include "support/Child.h"
+#include "support/Figures.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/Translation.h>
@@ -6,23 +8,10 @@
 
 #include <functional>
 #include <memory>
-#include <sys/wait.h>
-#include <unistd.h>
 
 using testing::IsEmpty;
 
 namespace {
-
-/** Runs something in a forked child, and tells whether it said yes. */
-bool inChild(const std::function<bool()>& action)
-{
-    const pid_t child = fork();
-    if (child == 0)
-        _exit(action() ? 0 : 1);
-    int status = 0;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
 
 class AFork : public BusTest
 {
@@ -32,6 +21,53 @@ protected:
         service.on("getComputerBrailleTranslator", answer::translator(0, "x", true, "one.utb"));
         service.on("forwardW", answer::echo);
         handle = translation->getComputerBrailleTranslator();
+    }
+
+    /** What a child does with what it has from its parent: each says whether all was well. */
+    bool callInChild(Translation& inherited)
+    {
+        log.clear();
+        TranslatorProxy byHand(2, "x", true, "x", inherited.getServiceProxy());
+        return inherited.getComputerBrailleTranslator() == nullptr &&
+               byHand.forwardW(L"a")->getTranslatedW().empty() && log.records().size() == 2;
+    }
+
+    bool destroyInChild()
+    {
+        translation.reset();
+        return log.records().empty();
+    }
+
+    /** An application that forks to work on. */
+    bool makeAnotherInChild()
+    {
+        Translation another;
+        TranslatorProxy* const itsHandle = another.getComputerBrailleTranslator();
+        return itsHandle != nullptr && itsHandle->getID() == "one.utb";
+    }
+
+    /** Forks while the parent does nothing with the library. */
+    void expectBothAreWell(const std::function<bool()>& child)
+    {
+        for (int round = 0; round < rounds(100); ++round) {
+            ASSERT_TRUE(inChild(child));
+            expectThatTheParentIsWell();
+        }
+    }
+
+    /** Forks on another thread, while the parent's call waits for its reply. */
+    void expectBothAreWellDuringACall(const std::function<bool()>& child)
+    {
+        bool isChildWell = false;
+        service.on("forwardW", [&](sd_bus_message* call) {
+            isChildWell = inChild(child);
+            answer::echo(call);
+        });
+        for (int round = 0; round < rounds(100); ++round) {
+            isChildWell = false;
+            expectThatTheParentIsWell();
+            ASSERT_TRUE(isChildWell);
+        }
     }
 
     void expectThatTheParentIsWell()
@@ -49,24 +85,36 @@ protected:
 
 TEST_F(AFork, MakesTheChildsCallsFailAsOthersDo)
 {
-    EXPECT_TRUE(inChild([this] {
-        return translation->getComputerBrailleTranslator() == nullptr &&
-               handle->forwardW(L"a")->getTranslatedW().empty() && log.records().size() == 2;
-    }));
-    expectThatTheParentIsWell();
+    expectBothAreWell([this] { return callInChild(*translation); });
 }
 
 TEST_F(AFork, LetsTheChildDestroyItsCopy)
 {
-    EXPECT_TRUE(inChild([this] {
-        translation.reset();
-        return true;
-    }));
-    expectThatTheParentIsWell();
+    expectBothAreWell([this] { return destroyInChild(); });
+}
+
+TEST_F(AFork, LetsTheChildMakeATranslationOfItsOwn)
+{
+    expectBothAreWell([this] { return makeAnotherInChild(); });
 }
 
 TEST_F(AFork, LetsTheChildExit)
 {
-    EXPECT_TRUE(inChild([] { return true; }));
-    expectThatTheParentIsWell();
+    expectBothAreWell([] { return true; });
+}
+
+TEST_F(AFork, DuringAnotherThreadsCallMakesTheChildsCallsFailAsOthersDo)
+{
+    Translation ofTheForkingThread;
+    expectBothAreWellDuringACall([&] { return callInChild(ofTheForkingThread); });
+}
+
+TEST_F(AFork, DuringAnotherThreadsCallLetsTheChildDestroyItsCopy)
+{
+    expectBothAreWellDuringACall([this] { return destroyInChild(); });
+}
+
+TEST_F(AFork, DuringAnotherThreadsCallLetsTheChildExit)
+{
+    expectBothAreWellDuringACall([] { return true; });
 }

@@ -1,4 +1,6 @@
 #include "support/BusTest.h"
+#include "support/Child.h"
+#include "support/Figures.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
@@ -137,11 +139,31 @@ TEST_F(AHostsSignals, DoNotMakeCallsFail)
     const ScopedHandler handler(SIGALRM);
     const ScopedTimer timer;
     // On a quick machine many calls pass between two signals, so count those.
-    for (int call = 0; call < 500 || handled < 200; ++call)
+    for (int call = 0; call < rounds(5000) || handled < 200; ++call)
         ASSERT_EQ(handle->forwardW(L"some text")->getUntranslatedW(), L"some text");
+    report("signals during calls", handled);
     handled = 0;
-    for (int call = 0; call < 500 || handled < 200; ++call)
+    for (int call = 0; call < rounds(5000) || handled < 200; ++call)
         translation.changeLanguageProfile(profile);
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
+TEST_F(AHostsSignals, OfManyChildrenThatEndDoNotMakeCallsFail)
+{
+    const ScopedHandler handler(SIGCHLD);
+    const std::vector<int> before = blockedSignals();
+    std::atomic<bool> isOver = false;
+    std::thread parent([&] {
+        while (!isOver)
+            statusOfChild([] { return 0; });
+    });
+    for (int call = 0; call < rounds(5000); ++call)
+        ASSERT_EQ(handle->forwardW(L"some text")->getUntranslatedW(), L"some text");
+    isOver = true;
+    parent.join();
+    report("children that ended during calls", handled);
+    EXPECT_GT(handled, 100);
+    EXPECT_EQ(blockedSignals(), before);
     EXPECT_THAT(log.records(), IsEmpty());
 }
 

@@ -1,11 +1,21 @@
 #include "support/BusTest.h"
+#include "support/Child.h"
 #include "support/Environment.h"
+#include "support/Figures.h"
+#include "support/Memory.h"
+#include "support/Require.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
+#include <chrono>
+#include <csignal>
 #include <string>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+#include <vector>
 
 using testing::SizeIs;
 
@@ -22,6 +32,72 @@ void callStray(sd_bus* bus, const std::string& somebody, std::string& answer)
     sd_bus_call_method_async(bus, nullptr, somebody.c_str(), "/stray", "stray.Interface", "Stray",
                              onAnswer, &answer, nullptr);
 }
+
+/** Makes a message from nobody that the other end waits for. */
+using StrayMaker = int (*)(sd_bus* bus, sd_bus_message** message);
+
+int makeSignal(sd_bus* bus, sd_bus_message** message)
+{
+    return sd_bus_message_new_signal(bus, message, "/stray", "stray.Interface", "Stray");
+}
+
+int makeCall(sd_bus* bus, sd_bus_message** message)
+{
+    const int result =
+        sd_bus_message_new_method_call(bus, message, nullptr, "/stray", "stray.Interface", "Stray");
+    return result < 0 ? result : sd_bus_message_set_expect_reply(*message, 0);
+}
+
+/** Sends many of them to somebody over a connection of its own; the bus has them all then. */
+void flood(const std::string& busAddress, const std::string& somebody, int count, StrayMaker make)
+{
+    sd_bus* bus = nullptr;
+    require(sd_bus_new(&bus), "new");
+    require(sd_bus_set_address(bus, busAddress.c_str()), "set_address");
+    require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
+    require(sd_bus_start(bus), "start");
+    for (int sent = 0; sent < count; ++sent) {
+        sd_bus_message* message = nullptr;
+        require(make(bus, &message), "make");
+        require(sd_bus_message_append(message, "s", "to whom it does not concern"), "append");
+        require(sd_bus_send_to(bus, message, somebody.c_str(), nullptr), "send_to");
+        sd_bus_message_unref(message);
+        require(sd_bus_flush(bus), "flush");
+    }
+    require(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                               "org.freedesktop.DBus.Peer", "Ping", nullptr, nullptr, ""),
+            "ping");
+    sd_bus_flush_close_unref(bus);
+}
+
+/** A process that does nothing but flood somebody, for as long as it lives. */
+class Flooder
+{
+public:
+    Flooder(const std::string& busAddress, const std::string& somebody)
+    {
+        const pid_t parent = getpid();
+        process = fork();
+        if (process != 0)
+            return;
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        while (getppid() == parent)
+            flood(busAddress, somebody, 10000, makeSignal);
+        _exit(0);
+    }
+
+    ~Flooder()
+    {
+        kill(process, SIGKILL);
+        waitpid(process, nullptr, 0);
+    }
+
+    Flooder(const Flooder&) = delete;
+    Flooder& operator=(const Flooder&) = delete;
+
+private:
+    pid_t process = -1;
+};
 
 class StrayMessages : public BusTest
 {
@@ -42,6 +118,25 @@ protected:
             answerAtNextCall = strayAnswer;
             responder(call);
         });
+    }
+
+    /** Floods an idle host from another process: its next calls are right, its memory is flat. */
+    void expectFloodDoesNoHarm(int count, StrayMaker make)
+    {
+        DBusTranslatorProxy proxy("/translator", FakeService::busName());
+        TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
+        service.on("forwardW", answer::echo);
+        handle.forwardW(L"before");
+        const std::string host = service.calls().back().sender;
+        const std::size_t before = residentKilobytesOf(getpid());
+        ASSERT_TRUE(inChild([&] {
+            flood(bus.address(), host, count, make);
+            return true;
+        }));
+        for (const std::wstring text : {L"one", L"two", L"three"})
+            EXPECT_EQ(handle.forwardW(text)->getUntranslatedW(), text);
+        expectGrowthBelow(2048, before);
+        EXPECT_THAT(log.records(), SizeIs(0));
     }
 
     // Both belong to the fake service's thread while a call is on its way.
@@ -92,4 +187,54 @@ TEST_F(StrayMessages, DoNotReachACallThatTheyAreNotMeantFor)
     EXPECT_EQ(handle.forwardW(L"second")->getUntranslatedW(), L"second");
     EXPECT_EQ(handle.forwardW(L"third")->getUntranslatedW(), L"third");
     EXPECT_THAT(log.records(), SizeIs(1)) << "the call that timed out";
+}
+
+TEST_F(StrayMessages, InAFloodOfSignalsLeaveTheNextCallRightAndMemoryFlat)
+{
+    expectFloodDoesNoHarm(rounds(70000), makeSignal);
+}
+
+TEST_F(StrayMessages, InAFloodOfCallsLeaveTheNextCallRightAndMemoryFlat)
+{
+    expectFloodDoesNoHarm(rounds(10000), makeCall);
+}
+
+TEST_F(StrayMessages, ThatNeverEndDoNotHoldACallUpForGood)
+{
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
+    service.on("forwardW", answer::echo);
+    handle.forwardW(L"before");
+    const Flooder flooder(bus.address(), service.calls().back().sender);
+    Durations calling("a call in a flood takes");
+    for (int call = 0; call < 5; ++call)
+        calling.measure([&] { EXPECT_EQ(handle.forwardW(L"a")->getUntranslatedW(), L"a"); });
+    EXPECT_LE(calling.longest(), patiently(std::chrono::seconds(10)));
+    EXPECT_THAT(log.records(), SizeIs(0));
+}
+
+TEST_F(StrayMessages, InAFloodOfLateRepliesLeaveTheNextCallRightAndMemoryFlat)
+{
+    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "10ms");
+    DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
+    std::vector<sd_bus_message*> late;
+    service.on("forwardW", [&](sd_bus_message* call) { late.push_back(sd_bus_message_ref(call)); });
+    const std::size_t before = residentKilobytesOf(getpid());
+    const int calls = 100;
+    for (int call = 0; call < calls; ++call)
+        EXPECT_EQ(handle.forwardW(L"late")->getUntranslatedW(), L"");
+    EXPECT_THAT(log.records(), SizeIs(calls));
+    log.clear();
+    service.run([&](sd_bus*) {
+        for (sd_bus_message* call : late) {
+            answer::echo(call);
+            sd_bus_message_unref(call);
+        }
+    });
+    service.on("forwardW", answer::echo);
+    // Time enough for calls that are answered.
+    EXPECT_EQ(handle.forwardW(L"next")->getUntranslatedW(), L"next");
+    expectGrowthBelow(2048, before);
+    EXPECT_THAT(log.records(), SizeIs(0));
 }
