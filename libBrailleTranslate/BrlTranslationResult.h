@@ -143,7 +143,9 @@ public:
      *
      * Looks up about log2(n) entries of the map, and as many again if no
      * position maps there exactly; each that is unknown costs one call, as in
-     * getTranslatedPositionW().
+     * getTranslatedPositionW(). While the service does not answer, each of these
+     * calls blocks for a whole time-out; their answer is then taken to be 0, so
+     * that there are never more of them than entries that were unknown.
      */
     int getOriginalPositionW(int translatedPosition);
 

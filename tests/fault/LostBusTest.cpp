@@ -82,13 +82,6 @@ TEST_P(AHostWithoutItsBus, LivesOnAndGetsNeutralValuesWithOneRecordEach)
     EXPECT_THAT(log.records(), SizeIs(0));
 }
 
-TEST_P(AHostWithoutItsBus, GetsTheDefaultReplyForTheCallThatWasOnItsWay)
-{
-    service.on("forwardW", [this](sd_bus_message*) { bus.kill(GetParam()); });
-    expectOneRecord("forwardW_proxy",
-                    [&] { EXPECT_EQ(handle->forwardW(L"a")->getTranslatedW(), L""); });
-}
-
 TEST_P(AHostWithoutItsBus, GivesItsConnectionBack)
 {
     bus.kill(GetParam());

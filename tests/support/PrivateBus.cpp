@@ -90,3 +90,15 @@ void PrivateBus::kill(int signal)
     }
     daemon = -1;
 }
+
+void PrivateBus::stop()
+{
+    ::kill(daemon, SIGSTOP);
+    while (waitpid(daemon, nullptr, WUNTRACED) < 0 && errno == EINTR) {
+    }
+}
+
+void PrivateBus::resume()
+{
+    ::kill(daemon, SIGCONT);
+}

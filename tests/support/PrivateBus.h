@@ -28,6 +28,10 @@ public:
     /** Ends the daemon with that signal and waits until it is gone. */
     void kill(int signal);
 
+    /** Keeps the daemon from running, or lets it run again. */
+    void stop();
+    void resume();
+
 private:
     pid_t daemon = -1;
     std::string busAddress;
