@@ -5,12 +5,27 @@
 #include <functional>
 #include <vector>
 
-/** This program's operator new and delete can fail, and tell what they do, on the calling thread.
+/**
+ * This program's operator new can fail, and so can malloc() where no sanitizer has taken its place.
+ * Both, and operator delete, tell what they do. All of it on the calling thread only.
  */
 namespace allocations {
 
 /** Lets one allocation fail: the next one that is at least as large. */
 void failNext(std::size_t atLeast = 0);
+
+/** Lets one allocation fail, of operator new or malloc(): that one of those to come, from 0. */
+void failNumber(std::size_t number);
+
+/** The same, and all after it, until failNone() is called. */
+void failFromNumber(std::size_t number);
+void failNone();
+
+/** Whether there has been an allocation of the number that was to fail. */
+bool hasMetFailedNumber();
+
+/** How many allocations there are while the action runs. */
+std::size_t countDuring(const std::function<void()>& action);
 
 /** Whether a failure that was asked for has happened. */
 bool hasFailed();

@@ -1,11 +1,11 @@
 #include "Allocations.h"
 #include "FaultyBinding.h"
+#include "HostsLogger.h"
 
 #include "support/BusTest.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
-#include <libBrailleTranslate/LogAppender.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
@@ -20,8 +20,6 @@ using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
-
-std::function<void()> beforeLogging;
 
 /** Not derived from std::exception. */
 struct Alien
@@ -66,14 +64,6 @@ void useEverything(Translation& translation)
 }
 
 } // namespace
-
-// The library asks this host for its logger.
-log4cplus::Logger LogAppender::getLogger()
-{
-    if (beforeLogging)
-        beforeLogging();
-    return log4cplus::Logger::getInstance("BrailleTranslate");
-}
 
 TEST_F(AFaultyBinding, ThatCannotMakeAProxyFailsTheConstructorUnlogged)
 {
@@ -238,16 +228,6 @@ TEST_F(AFaultyBinding, LetsExceptionsOfOtherTypesThroughUnlogged)
     EXPECT_THROW(handle.forwardW(L"a"), Alien);
     EXPECT_THROW(result.getTranslatedPositionW(1), Alien);
     EXPECT_FALSE(result.getPosMapComputed()[1]);
-    EXPECT_THAT(log.records(), IsEmpty());
-}
-
-TEST_F(AFaultyBinding, LetsAnExceptionOutOfTheLoggerThrough)
-{
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    service.releaseName();
-    beforeLogging = [] { throw std::runtime_error("no logger"); };
-    EXPECT_THROW(proxy.forwardW_proxy(id, L"a", 0), std::runtime_error);
-    EXPECT_THROW(proxy.changeLanguageProfile_proxy(id), std::runtime_error);
     EXPECT_THAT(log.records(), IsEmpty());
 }
 
