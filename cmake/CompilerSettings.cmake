@@ -12,9 +12,11 @@ if(BRAILLETRANSLATE_WERROR)
   target_compile_options(BrailleTranslateSettings INTERFACE -Werror)
 endif()
 
-option(BRAILLETRANSLATE_SANITIZE "Build with AddressSanitizer and UBSan, findings fatal" OFF)
+set(BRAILLETRANSLATE_SANITIZE "" CACHE STRING
+  "Sanitizers to build with, such as address,undefined; findings are fatal")
 if(BRAILLETRANSLATE_SANITIZE)
-  set(sanitizers -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  set(sanitizers -fsanitize=${BRAILLETRANSLATE_SANITIZE} -fno-sanitize-recover=all
+    -fno-omit-frame-pointer)
   target_compile_options(BrailleTranslateSettings INTERFACE ${sanitizers})
   target_link_options(BrailleTranslateSettings INTERFACE ${sanitizers})
 endif()

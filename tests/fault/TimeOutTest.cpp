@@ -15,6 +15,7 @@
 #include <vector>
 
 using testing::Each;
+using testing::HasSubstr;
 using testing::SizeIs;
 
 namespace {
@@ -139,6 +140,34 @@ TEST_F(AStoppedPeer, ThatIsTheServiceCostsOneTimeOutAndItsLateRepliesReachNobody
 TEST_F(AStoppedPeer, ThatIsTheBusCostsOneTimeOutAndItsLateRepliesReachNobody)
 {
     expectTimeOutsAndNothingMixedUp(bus);
+}
+
+TEST(ABusWithTooManyPendingReplies, RefusesCallsUntilTheServiceHasAnswered)
+{
+    constexpr int PENDING_AT_MOST = 128;
+    const PrivateBus bus;
+    LogCapture log;
+    FakeServiceProcess service(bus.address(),
+                               [](FakeService& fake) { fake.on("forwardW", answer::echo); });
+    Translation patient;
+    TranslatorProxy patientHandle(2, "x", true, "x", patient.getServiceProxy());
+    patientHandle.forwardW(L"takes its time-out from the D-Bus library");
+    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "50ms");
+    Translation translation;
+    TranslatorProxy handle(2, "x", true, "x", translation.getServiceProxy());
+    service.stop();
+    for (int call = 0; call < PENDING_AT_MOST; ++call)
+        handle.forwardW(L"late");
+    EXPECT_THAT(log.records(), SizeIs(PENDING_AT_MOST));
+    log.clear();
+    handle.forwardW(L"one too many");
+    ASSERT_THAT(log.records(), SizeIs(1));
+    EXPECT_THAT(log.records()[0].message, HasSubstr("LimitsExceeded"));
+    service.resume();
+    // The service answers in order: once this is answered, so are the others.
+    patientHandle.forwardW(L"after them");
+    EXPECT_EQ(handle.forwardW(L"next")->getUntranslatedW(), L"next");
+    EXPECT_THAT(log.records(), SizeIs(1));
 }
 
 TEST_F(AHungService, CostsOneTimeOutForEachEntryThatASearchNeeds)
