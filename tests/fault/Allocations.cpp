@@ -68,9 +68,11 @@ constexpr bool HAS_OWN_MALLOC = false;
 constexpr bool HAS_OWN_MALLOC = true;
 
 extern "C" {
+// The C library's own names. NOLINTBEGIN(bugprone-reserved-identifier)
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
+// NOLINTEND(bugprone-reserved-identifier)
 
 void* malloc(std::size_t size)
 {

@@ -7,7 +7,6 @@
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <csignal>
@@ -80,7 +79,7 @@ protected:
         EXPECT_THAT(host.log.records()[0].message, StartsWith(start));
     }
 
-    const HostProcess before;
+    const HostProcess before{};
     Durations failing{"a call without a bus fails after"};
     Durations destroying{"a Translation without a bus is destroyed in"};
 };
@@ -148,7 +147,7 @@ public:
     ~OtherHost()
     {
         close(started);
-        std::fclose(errors);
+        static_cast<void>(std::fclose(errors));
     }
 
     OtherHost(const OtherHost&) = delete;
@@ -167,12 +166,11 @@ public:
         waitpid(child, &status, 0);
         if (WIFEXITED(status))
             return WEXITSTATUS(status) == 0 ? "constructed" : "refused";
-        std::array<char, 1024> text{};
         std::rewind(errors);
-        std::fread(text.data(), 1, text.size() - 1, errors);
-        return std::string(text.data()).find("Failed to process bus requests") != std::string::npos
-                   ? ENDED_BY_BINDING
-                   : text.data();
+        std::string text(1024, '\0');
+        text.resize(std::fread(text.data(), 1, text.size(), errors));
+        return text.find("Failed to process bus requests") == std::string::npos ? text
+                                                                                : ENDED_BY_BINDING;
     }
 
 private:

@@ -32,7 +32,7 @@ std::unique_ptr<FakeServiceProcess> mortalService(const PrivateBus& bus,
             service.on("backW", [&death, bySignal](sd_bus_message*) {
                 death = steady_clock::now();
                 if (bySignal)
-                    raise(SIGKILL);
+                    static_cast<void>(raise(SIGKILL));
                 _exit(0);
             });
         });
@@ -59,7 +59,7 @@ TEST(AServiceThatDies, GivesTheCallItsDefaultAtOnceAndServesTheSameTranslationOn
     };
     for (int round = 0; round < rounds(200); ++round) {
         expectFailure("backW_proxy : ", [&] {
-            const auto result = handle->backW(L"die");
+            auto result = handle->backW(L"die");
             ending.add(steady_clock::now() - *death);
             return result;
         });
