@@ -59,10 +59,10 @@ bool isBelow(int position, std::size_t size)
 int entryAt(BrlTranslationResult& fresh, int index)
 {
     const std::vector<int>& map = fresh.getPosMap();
-    const int last = std::min(fresh.getPosMapLength(), static_cast<int>(map.size())) - 1;
-    if (index == 0 || last < 1)
+    const int length = std::min(fresh.getPosMapLength(), static_cast<int>(map.size()));
+    if (index == 0 || length < 2)
         return 0;
-    return map[static_cast<std::size_t>(std::min(index, last))];
+    return map[static_cast<std::size_t>(std::min(index, length - 1))];
 }
 
 void requireBelowLimit(std::size_t count)

@@ -227,6 +227,20 @@ TEST(GetTranslatedPositionW, ReadsNoFurtherThanTheFreshMapReaches)
     EXPECT_EQ(result.getTranslatedPositionW(3), 9);
 }
 
+TEST(GetTranslatedPositionW, StoresZeroWhenTheFreshMapsLengthWrapsBelowZero)
+{
+    StubTranslator stub;
+    stub.answer([](const StubCall&) {
+        auto fresh = std::make_shared<BrlTranslationResult>(nullptr, FORWARD, L"", L"",
+                                                            std::vector<int>{0, 9});
+        (*fresh).*offsetOf() = INT_MAX - 1;
+        return fresh;
+    });
+    BrlTranslationResult result(stub.get(), FORWARD, L"abcd", L"z");
+    EXPECT_EQ(result.getTranslatedPositionW(3), 0);
+    EXPECT_TRUE(result.getPosMapComputed()[3]);
+}
+
 TEST(GetTranslatedPositionW, WithoutAFreshResultIsTheLeftOffsetAndAsksAgainNextTime)
 {
     StubTranslator stub;
