@@ -26,3 +26,10 @@ if(BRAILLETRANSLATE_COVERAGE)
   target_compile_options(BrailleTranslateSettings INTERFACE --coverage)
   target_link_options(BrailleTranslateSettings INTERFACE --coverage)
 endif()
+
+if(BRAILLETRANSLATE_FUZZERS)
+  # Coverage steers the fuzzers; profiles tell lines that inputs reach from those they do not.
+  set(fuzzing -fsanitize=fuzzer-no-link -fprofile-instr-generate=/dev/null -fcoverage-mapping)
+  target_compile_options(BrailleTranslateSettings INTERFACE ${fuzzing})
+  target_link_options(BrailleTranslateSettings INTERFACE ${fuzzing})
+endif()

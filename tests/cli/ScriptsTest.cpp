@@ -97,3 +97,18 @@ TEST(MeasureProfiles, SaysHowItIsUsed)
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr("Usage: scripts/measure-profiles"));
 }
+
+TEST(Fuzz, SaysHowItIsUsed)
+{
+    const Outcome outcome = script({"fuzz", "fuzz-reply"}).run();
+    EXPECT_EQ(outcome.status, 2);
+    EXPECT_THAT(outcome.errors, HasSubstr("Usage: scripts/fuzz"));
+}
+
+TEST(Fuzz, NamesTheFuzzersThereAre)
+{
+    const Outcome outcome = script({"fuzz", "1", "no-such-fuzzer"}).run();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_EQ(outcome.errors, "fuzz: no fuzzer no-such-fuzzer; there are: "
+                              "fuzz-cells fuzz-reply fuzz-result\n");
+}

@@ -1,0 +1,45 @@
+#ifndef TESTS_FUZZ_BUSPEER_H
+#define TESTS_FUZZ_BUSPEER_H
+
+#include <memory>
+#include <string>
+
+/** The far end of one bus connection, on which any bytes can be sent. */
+class BusPeer
+{
+public:
+    explicit BusPeer(int itsSocket) : socket(itsSocket) {}
+    ~BusPeer();
+    BusPeer(const BusPeer&) = delete;
+    BusPeer& operator=(const BusPeer&) = delete;
+
+    /** Says in advance all that a client waits for when it connects. */
+    void welcome() const;
+
+    void send(const std::string& bytes) const;
+    void sendNoMore() const;
+
+    /** Drops what the client has sent. */
+    void forgetRequests() const;
+
+private:
+    int socket;
+};
+
+/** A system bus for this process, of which the far end of each connection is a BusPeer. */
+class FakeBus
+{
+public:
+    FakeBus();
+    ~FakeBus();
+    FakeBus(const FakeBus&) = delete;
+    FakeBus& operator=(const FakeBus&) = delete;
+
+    /** Waits for the next connection, and welcomes it. */
+    std::unique_ptr<BusPeer> takeConnection() const;
+
+private:
+    int listener;
+};
+
+#endif
