@@ -119,7 +119,11 @@ protected:
             hasThrown = true;
         }
         allocations::failNone();
-        ASSERT_TRUE(allocations::hasMetFailedNumber());
+        // A reply that comes in other pieces than the one before takes other allocations.
+        if (!allocations::hasMetFailedNumber()) {
+            ASSERT_EQ(effect, Effect::RIGHT);
+            return;
+        }
         ++(hasThrown ? thrown : effect == Effect::RIGHT ? unharmed : neutral);
         const bool isNeutral = !hasThrown && effect == Effect::NEUTRAL;
         EXPECT_THAT(log.records(), SizeIs(isNeutral ? 1 : 0));
@@ -141,6 +145,7 @@ protected:
                 SCOPED_TRACE(number);
                 expectOrderlyFailure(operation, fail, number);
             }
+            EXPECT_GT(thrown + neutral + unharmed, static_cast<int>(count) / 2);
             report(operation.name, std::to_string(count) + " allocations, of which " +
                                        std::to_string(thrown) + " end in an exception, " +
                                        std::to_string(neutral) + " in the neutral value, " +

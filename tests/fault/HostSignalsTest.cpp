@@ -157,12 +157,11 @@ TEST_F(AHostsSignals, OfManyChildrenThatEndDoNotMakeCallsFail)
         while (!isOver)
             statusOfChild([] { return 0; });
     });
-    for (int call = 0; call < rounds(5000); ++call)
+    for (int call = 0; call < rounds(5000) || handled < 100; ++call)
         ASSERT_EQ(handle->forwardW(L"some text")->getUntranslatedW(), L"some text");
     isOver = true;
     parent.join();
     report("children that ended during calls", handled);
-    EXPECT_GT(handled, 100);
     EXPECT_EQ(blockedSignals(), before);
     EXPECT_THAT(log.records(), IsEmpty());
 }
