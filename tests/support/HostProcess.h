@@ -1,16 +1,45 @@
 #ifndef TESTS_SUPPORT_HOSTPROCESS_H
 #define TESTS_SUPPORT_HOSTPROCESS_H
 
+#include "Process.h"
+
 #include <cstddef>
 #include <filesystem>
 #include <iterator>
 #include <ostream>
+#include <sched.h>
 
 /** What the process holds of the things that a library must give back. */
 struct HostProcess
 {
-    std::size_t threads = countOf("/proc/self/task");
+    std::size_t threads = countThreads();
     std::size_t descriptors = countOf("/proc/self/fd");
+
+    /**
+     * A thread is listed for a moment longer than others can wait for its end.
+     * It runs then, whereas those that stay soon sleep again.
+     */
+    static std::size_t countThreads()
+    {
+        constexpr int PATIENCE = 10000;
+        for (int look = 0; look < PATIENCE; ++look) {
+            if (const std::size_t asleep = countOtherThreadsAsleep();
+                asleep + 1 == countOf("/proc/self/task"))
+                return asleep + 1;
+            sched_yield();
+        }
+        return countOf("/proc/self/task");
+    }
+
+    static std::size_t countOtherThreadsAsleep()
+    {
+        std::size_t count = 0;
+        for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
+            const bool isThisOne = thread.path().filename() == std::to_string(gettid());
+            count += !isThisOne && stateIn(thread.path()) == 'S' ? 1 : 0;
+        }
+        return count;
+    }
 
     static std::size_t countOf(const char* folder)
     {

@@ -15,6 +15,15 @@ inline std::string folderOf(pid_t process)
     return "/proc/" + std::to_string(process);
 }
 
+/** What a process or thread does: 'R' if it runs, 'S' if it sleeps; NUL once it has gone. */
+inline char stateIn(const std::string& folder)
+{
+    std::ifstream file(folder + "/stat");
+    const std::string content{std::istreambuf_iterator<char>(file), {}};
+    const std::size_t behindName = content.rfind(')') + 2;
+    return behindName < content.size() ? content[behindName] : '\0';
+}
+
 /** The processes that the main thread of that one has started. */
 inline std::vector<pid_t> childrenOf(pid_t process)
 {
