@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -23,6 +24,9 @@ REVEAL(untranslatedOf, BrlTranslationResult, untranslated)
 REVEAL(translatedWOf, BrlTranslationResult, translatedW)
 REVEAL(untranslatedWOf, BrlTranslationResult, untranslatedW)
 REVEAL(isWideOf, BrlTranslationResult, isWide)
+
+// On every processor, whether its wchar_t has a sign or not.
+static_assert(sizeof(wchar_t) == sizeof(uint32_t), "a wide element holds any code point");
 
 namespace {
 
