@@ -17,6 +17,10 @@ set(BRAILLETRANSLATE_SANITIZE "" CACHE STRING
 if(BRAILLETRANSLATE_SANITIZE)
   set(sanitizers -fsanitize=${BRAILLETRANSLATE_SANITIZE} -fno-sanitize-recover=all
     -fno-omit-frame-pointer)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^arm")
+    # A function of Thumb code has an odd address, which UBSan takes for a misaligned one.
+    list(APPEND sanitizers -marm)
+  endif()
   target_compile_options(BrailleTranslateSettings INTERFACE ${sanitizers})
   target_link_options(BrailleTranslateSettings INTERFACE ${sanitizers})
 endif()
