@@ -98,7 +98,8 @@ TEST_F(ALongLife, OfMakingAndDestroyingTranslationsLeavesNothingBehind)
         Translation translation;
         doSomething(translation);
     };
-    for (int round = 0; round < 100; ++round)
+    // The heap takes its time to find its size.
+    for (int round = 0; round < 1000; ++round)
         liveOnce();
     const HostProcess before;
     const std::size_t memory = residentKilobytesOf(getpid());
