@@ -46,7 +46,9 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * the calling thread wait, too (timers and job control among them), but for
  * faults and for SIGINT, SIGTERM, SIGQUIT and SIGHUP. A call given up on still
  * counts at the bus as pending; after 128 of them (the bus's default limit)
- * every call fails until the service answers or goes away.
+ * every call fails until the service answers or goes away. Before it calls, an
+ * operation drops what others have sent to this connection without being asked,
+ * for up to 3 s if they do not stop.
  *
  * Limits: the bus carries messages up to 32 MiB, which is a text of somewhat
  * below 8,388,608 code points. A longer one costs the connection: its call
@@ -57,7 +59,7 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * one thread at a time. Separate objects are independent. No thread stays
  * running. After fork() the object is of no use to the child: its calls fail
  * there, and the parent does not notice. (A child forked while another thread is
- * in a call must leave that thread's objects alone: the call's lock stays shut.)
+ * in a call may destroy that thread's object, but a call with it never returns.)
  */
 class BRAILLETRANSLATE_EXPORT DBusTranslatorProxy
 {

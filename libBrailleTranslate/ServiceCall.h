@@ -7,6 +7,7 @@
 #include <sdbus-c++/Message.h>
 #include <sdbus-c++/Types.h>
 
+#include <chrono>
 #include <csignal>
 #include <exception>
 #include <poll.h>
@@ -50,7 +51,7 @@ private:
 /** Whether there is something to read from the bus, now or in a moment. */
 inline bool awaitMore(const sdbus::IConnection& connection)
 {
-    constexpr int MOMENT_IN_MS = 10;
+    constexpr int MOMENT_IN_MS = 100;
     pollfd socket{connection.getEventLoopPollData().fd, POLLIN, 0};
     return poll(&socket, 1, MOMENT_IN_MS) > 0;
 }
@@ -61,18 +62,24 @@ inline bool awaitMore(const sdbus::IConnection& connection)
  * reply, keep them for good, and fail when the bus library's queue is full.
  *
  * One system call while there is nothing to drop. After a flood the bus still has
- * what did not fit into the socket, and sends it as we read. Somebody who sends
- * faster than we drop must not hold the host up: what is beyond the limit waits.
+ * what did not fit into the socket, and sends it as we read. Somebody who never
+ * stops sending must not hold the host up: what is not dropped in time waits.
  */
 inline void dropStrayMessages(sdbus::IProxy& proxy)
 {
+    using Clock = std::chrono::steady_clock;
     constexpr int FLOOD = 100;
-    constexpr int MOST_AT_ONCE = 100'000;
+    constexpr std::chrono::seconds LONGEST(3);
     try {
         sdbus::IConnection& connection = proxy.getConnection();
-        for (int dropped = 0; dropped < MOST_AT_ONCE; ++dropped) {
-            if (!connection.processPendingRequest() && (dropped < FLOOD || !awaitMore(connection)))
-                return;
+        int dropped = 0;
+        while (dropped < FLOOD && connection.processPendingRequest())
+            ++dropped;
+        if (dropped < FLOOD)
+            return;
+        const Clock::time_point end = Clock::now() + LONGEST;
+        while ((connection.processPendingRequest() || awaitMore(connection)) &&
+               Clock::now() < end) {
         }
     } catch (const std::exception&) {
         // The connection is lost: the call that follows says so, and says it once.

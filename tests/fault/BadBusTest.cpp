@@ -1,3 +1,4 @@
+#include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Figures.h"
 #include "support/HostProcess.h"
@@ -10,15 +11,12 @@
 
 #include <array>
 #include <cerrno>
-#include <csignal>
 #include <cstddef>
 #include <cstring>
 #include <exception>
 #include <string>
-#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <system_error>
 #include <unistd.h>
 
@@ -32,37 +30,18 @@ class NoRealBus
 public:
     /** What it does with a client; it hangs up when this returns. */
     explicit NoRealBus(void (*treat)(int client))
+        : name("brailletranslate-no-bus-" + std::to_string(getpid())),
+          listener(listenAt(name)),
+          process([=] { return serve(listener, treat); })
     {
-        const int listener = listenAt("brailletranslate-no-bus-" + std::to_string(getpid()));
-        const pid_t parent = getpid();
-        process = fork();
-        if (process != 0) {
-            close(listener);
-            return;
-        }
-        prctl(PR_SET_PDEATHSIG, SIGKILL);
-        while (getppid() == parent) {
-            const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-            treat(client);
-            close(client);
-        }
-        _exit(0);
+        close(listener);
     }
 
-    ~NoRealBus()
-    {
-        kill(process, SIGKILL);
-        waitpid(process, nullptr, 0);
-    }
-
-    NoRealBus(const NoRealBus&) = delete;
-    NoRealBus& operator=(const NoRealBus&) = delete;
-
-    const std::string& address() const { return busAddress; }
+    std::string address() const { return "unix:abstract=" + name; }
 
 private:
-    /** Abstract: the first byte of the name is zero, and nothing is left behind. */
-    int listenAt(const std::string& name)
+    /** Abstract: the first byte of the address is zero, and nothing is left behind. */
+    static int listenAt(const std::string& name)
     {
         sockaddr_un address{};
         address.sun_family = AF_UNIX;
@@ -72,12 +51,23 @@ private:
         if (bind(listener, reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
             listen(listener, 1) != 0)
             throw std::system_error(errno, std::generic_category(), "listen");
-        busAddress = "unix:abstract=" + name;
         return listener;
     }
 
-    std::string busAddress;
-    pid_t process = -1;
+    static int serve(int listener, void (*treat)(int client))
+    {
+        for (;;) {
+            const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+            if (client < 0)
+                return 1;
+            treat(client);
+            close(client);
+        }
+    }
+
+    std::string name;
+    int listener;
+    ChildProcess process;
 };
 
 /** Reads what a client says until it leaves or that comes. */

@@ -3,13 +3,16 @@
 #include "HostsLogger.h"
 
 #include "support/BusTest.h"
+#include "support/Figures.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
+#include <chrono>
 #include <csignal>
+#include <memory>
 #include <new>
 #include <stdexcept>
 #include <string>
@@ -126,6 +129,27 @@ TEST_F(AFaultyBinding, ThatCannotUnregisterIsLoggedAndDestroyed)
                 ElementsAre(proxyFailure("~DBusTranslatorProxy",
                                          "DBusTranslatorProxy::~DBusTranslatorProxy()")));
     EXPECT_EQ(log.records()[0].message, "~DBusTranslatorProxy : a fault");
+}
+
+TEST(ABusThatDiesWithinADestructor, DoesNotHoldItUp)
+{
+    Durations destroying("a destructor whose bus dies within it takes");
+    LogCapture log;
+    for (const int signal : {SIGKILL, SIGTERM}) {
+        for (int round = 0; round < rounds(20); ++round) {
+            PrivateBus bus;
+            FaultyBinding binding;
+            auto translation = std::make_unique<Translation>();
+            // Time for the death itself is not the destructor's.
+            Milliseconds dying{};
+            binding.on("unregister", [&] { dying = timeOf([&] { bus.kill(signal); }); });
+            const Milliseconds all = timeOf([&] { translation.reset(); });
+            EXPECT_GT(dying, Milliseconds());
+            destroying.add(all - dying);
+        }
+    }
+    EXPECT_LE(destroying.longestOfNearlyAll(), patiently(std::chrono::milliseconds(100)));
+    EXPECT_THAT(log.records(), IsEmpty());
 }
 
 TEST(AFaultyBindingsDeath, EndsTheProgramWhenUnregisteringThrowsSomethingElse)

@@ -1,5 +1,5 @@
 #include "support/BusTest.h"
-#include "support/Child.h"
+#include "support/ChildProcess.h"
 #include "support/Figures.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
@@ -53,6 +53,7 @@ protected:
             ASSERT_TRUE(inChild(child));
             expectThatTheParentIsWell();
         }
+        report("children, and right calls of their parent", rounds(100));
     }
 
     /** Forks on another thread, while the parent's call waits for its reply. */
@@ -68,6 +69,7 @@ protected:
             expectThatTheParentIsWell();
             ASSERT_TRUE(isChildWell);
         }
+        report("children during a call, and right calls of their parent", rounds(100));
     }
 
     void expectThatTheParentIsWell()

@@ -1,5 +1,5 @@
 #include "support/BusTest.h"
-#include "support/Child.h"
+#include "support/ChildProcess.h"
 #include "support/Figures.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
@@ -8,6 +8,7 @@
 #include <libBrailleTranslate/TranslatorProxy.h>
 
 #include <atomic>
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <initializer_list>
@@ -155,7 +156,7 @@ TEST_F(AHostsSignals, OfManyChildrenThatEndDoNotMakeCallsFail)
     std::atomic<bool> isOver = false;
     std::thread parent([&] {
         while (!isOver)
-            statusOfChild([] { return 0; });
+            ChildProcess([] { return 0; }).wait();
     });
     for (int call = 0; call < rounds(5000) || handled < 100; ++call)
         ASSERT_EQ(handle->forwardW(L"some text")->getUntranslatedW(), L"some text");
@@ -231,9 +232,11 @@ TEST_F(AHostsSignals, ThatEndAProgramEndAWaitingCallAtOnce)
     service.on("forwardW", answer::silence());
     service.clearCalls();
     std::atomic<bool> hasReturned = false;
+    std::chrono::steady_clock::time_point sent;
     const pthread_t waiting = pthread_self();
     std::thread person([&] {
         service.waitForCalls(1);
+        sent = std::chrono::steady_clock::now();
         // A signal that comes before the call waits would be handled too early to end it.
         while (!hasReturned) {
             pthread_kill(waiting, SIGTERM); // NOLINT(bugprone-bad-signal-to-kill-thread): handled
@@ -241,8 +244,12 @@ TEST_F(AHostsSignals, ThatEndAProgramEndAWaitingCallAtOnce)
         }
     });
     EXPECT_EQ(handle->forwardW(L"a")->getTranslatedW(), L"");
+    const auto returned = std::chrono::steady_clock::now();
     hasReturned = true;
     person.join();
+    const Milliseconds duration = returned - sent;
+    report("a call ends after the signal in", duration.count(), "ms");
+    EXPECT_LE(duration, patiently(std::chrono::seconds(1)));
     ASSERT_THAT(log.records(), SizeIs(1));
     EXPECT_THAT(log.records()[0].message, HasSubstr("EINTR"));
     EXPECT_GT(handled, 0);

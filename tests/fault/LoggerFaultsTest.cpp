@@ -183,7 +183,6 @@ TEST_F(ABrokenLogger, LeavesNoProxyBehindAfterAFailedRegistration)
 
 TEST(ABrokenLoggersDeath, EndsTheProgramInADestructorThatHasSomethingToLog)
 {
-    testing::FLAGS_gtest_death_test_style = "threadsafe";
     const auto destroy = [] {
         const PrivateBus bus;
         FaultyBinding binding;
@@ -191,5 +190,5 @@ TEST(ABrokenLoggersDeath, EndsTheProgramInADestructorThatHasSomethingToLog)
         beforeLogging = throwLoggerError;
         const DBusTranslatorProxy proxy("/translator", FakeService::busName());
     };
-    EXPECT_EXIT(destroy(), testing::KilledBySignal(SIGABRT), "");
+    EXPECT_EXIT(destroy(), testing::KilledBySignal(SIGABRT), "terminate called");
 }

@@ -7,6 +7,7 @@
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
+#include <sdbus-c++/IConnection.h>
 
 #include <chrono>
 #include <set>
@@ -149,12 +150,11 @@ TEST(ABusWithTooManyPendingReplies, RefusesCallsUntilTheServiceHasAnswered)
     LogCapture log;
     FakeServiceProcess service(bus.address(),
                                [](FakeService& fake) { fake.on("forwardW", answer::echo); });
-    Translation patient;
-    TranslatorProxy patientHandle(2, "x", true, "x", patient.getServiceProxy());
-    patientHandle.forwardW(L"takes its time-out from the D-Bus library");
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "50ms");
     Translation translation;
     TranslatorProxy handle(2, "x", true, "x", translation.getServiceProxy());
+    sdbus::IConnection& connection = translation.getServiceProxy()->sdbusProxy.getConnection();
+    const uint64_t timeOut = connection.getMethodCallTimeout();
+    connection.setMethodCallTimeout(10ms);
     service.stop();
     for (int call = 0; call < PENDING_AT_MOST; ++call)
         handle.forwardW(L"late");
@@ -163,9 +163,12 @@ TEST(ABusWithTooManyPendingReplies, RefusesCallsUntilTheServiceHasAnswered)
     handle.forwardW(L"one too many");
     ASSERT_THAT(log.records(), SizeIs(1));
     EXPECT_THAT(log.records()[0].message, HasSubstr("LimitsExceeded"));
+    connection.setMethodCallTimeout(timeOut);
     service.resume();
-    // The service answers in order: once this is answered, so are the others.
-    patientHandle.forwardW(L"after them");
+    // The service answers in order: once another host's call is answered, so are ours.
+    Translation another;
+    TranslatorProxy anothersHandle(2, "x", true, "x", another.getServiceProxy());
+    anothersHandle.forwardW(L"after them");
     EXPECT_EQ(handle.forwardW(L"next")->getUntranslatedW(), L"next");
     EXPECT_THAT(log.records(), SizeIs(1));
 }
