@@ -84,7 +84,7 @@ TEST_F(ALongLife, KeepsMemoryThreadsAndDescriptorsAsTheyAre)
             calls += doSomething(translation);
     };
     callUntil(all / 10);
-    const std::size_t atATenth = residentKilobytesOf(getpid());
+    const std::size_t atATenth = memoryInKilobytes();
     callUntil(all);
     report("calls", calls);
     expectGrowthBelow(256, atATenth);
@@ -102,7 +102,7 @@ TEST_F(ALongLife, OfMakingAndDestroyingTranslationsLeavesNothingBehind)
     for (int round = 0; round < 1000; ++round)
         liveOnce();
     const HostProcess before;
-    const std::size_t memory = residentKilobytesOf(getpid());
+    const std::size_t memory = memoryInKilobytes();
     const int lives = rounds(5000);
     for (int round = 0; round < lives && !HasFailure(); ++round)
         liveOnce();

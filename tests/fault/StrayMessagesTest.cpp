@@ -158,7 +158,7 @@ protected:
         service.on("forwardW", answer::echo);
         handle.forwardW(L"before");
         const std::string host = service.calls().back().sender;
-        const std::size_t before = residentKilobytesOf(getpid());
+        const std::size_t before = memoryInKilobytes();
         for (int round = 0; round < rounds(1); ++round) {
             ASSERT_TRUE(inChild([&] { return flood(bus.address(), host, count, make); }));
             for (const std::wstring text : {L"one", L"two", L"three"})
@@ -244,7 +244,7 @@ TEST_F(StrayMessages, InAFloodDuringACallAreDroppedBeforeTheNextOne)
     };
     callInAFlood();
     // What the first flood took is used again; without dropping, each would take as much.
-    const std::size_t before = residentKilobytesOf(getpid());
+    const std::size_t before = memoryInKilobytes();
     for (int flood = 0; flood < 3; ++flood)
         callInAFlood();
     expectGrowthBelow(2048, before);
@@ -276,7 +276,7 @@ TEST_F(StrayMessages, InAFloodOfLateRepliesLeaveTheNextCallRightAndMemoryFlat)
     const uint64_t timeOut = connection.getMethodCallTimeout();
     std::vector<sd_bus_message*> late;
     service.on("forwardW", [&](sd_bus_message* call) { late.push_back(sd_bus_message_ref(call)); });
-    const std::size_t before = residentKilobytesOf(getpid());
+    const std::size_t before = memoryInKilobytes();
     connection.setMethodCallTimeout(std::chrono::milliseconds(10));
     const int calls = 100; // the bus refuses calls when 128 are pending
     for (int call = 0; call < calls; ++call)
