@@ -44,6 +44,24 @@ class AFaultyBinding : public BusTest
 protected:
     ~AFaultyBinding() override { beforeLogging = nullptr; }
 
+    /** Takes every role's handle, and from now on its end as an event. */
+    void watchHandles(Translation& translation)
+    {
+        const auto watch = [this](const TranslatorProxy* handle, const char* role) {
+            ASSERT_NE(handle, nullptr);
+            allocations::onDelete(handle, [this, role] { binding.events.emplace_back(role); });
+        };
+        for (const char* method :
+             {"getPreferredBrailleTranslatorForDisplay", "getPreferredBrailleTranslatorForEntry",
+              "getComputerBrailleTranslator", "getGrade1TranslatorForPreferredEntry"})
+            service.on(method, answer::translator(0, "x", true, "one.utb"));
+        watch(translation.getPreferredBrailleTranslatorForDisplay(), "display");
+        watch(translation.getPreferredBrailleTranslatorForEntry(), "entry");
+        watch(translation.getComputerBrailleTranslator(), "computer");
+        watch(translation.getGrade1TranslatorForPreferredEntry(), "grade 1");
+        binding.events.clear();
+    }
+
     FaultyBinding binding;
     std::string id = "some.ctb";
 };
@@ -279,6 +297,8 @@ TEST_F(AFaultyBinding, AsksForTheLoggerAnewForEachRecord)
     EXPECT_EQ(asked, 0);
     useEverything(translation);
     EXPECT_EQ(asked, 7);
+    useEverything(translation);
+    EXPECT_EQ(asked, 14);
 }
 
 TEST_F(AFaultyBinding, LetsAFailedCopyOfTheTextThroughUnlogged)
@@ -335,23 +355,21 @@ TEST_F(AFaultyBinding, DestroysTheOldHandleWhenARoleGoesToAnotherTranslator)
     EXPECT_TRUE(isDestroyed);
 }
 
+TEST_F(AFaultyBinding, SeesNoHandleGoWhenTheProfileChanges)
+{
+    Translation translation;
+    watchHandles(translation);
+    service.on("changeLanguageProfile", answer::nothing());
+    translation.changeLanguageProfile(id);
+    EXPECT_THAT(binding.events, testing::Each("connection"));
+    EXPECT_THAT(log.records(), IsEmpty());
+}
+
 TEST_F(AFaultyBinding, SeesTheServiceProxyGoBeforeTheHandlesAndTheHandlesInReverseOrder)
 {
     {
         Translation translation;
-        const auto watch = [this](const TranslatorProxy* handle, const char* role) {
-            ASSERT_NE(handle, nullptr);
-            allocations::onDelete(handle, [this, role] { binding.events.emplace_back(role); });
-        };
-        for (const char* method :
-             {"getPreferredBrailleTranslatorForDisplay", "getPreferredBrailleTranslatorForEntry",
-              "getComputerBrailleTranslator", "getGrade1TranslatorForPreferredEntry"})
-            service.on(method, answer::translator(0, "x", true, "one.utb"));
-        watch(translation.getPreferredBrailleTranslatorForDisplay(), "display");
-        watch(translation.getPreferredBrailleTranslatorForEntry(), "entry");
-        watch(translation.getComputerBrailleTranslator(), "computer");
-        watch(translation.getGrade1TranslatorForPreferredEntry(), "grade 1");
-        binding.events.clear();
+        watchHandles(translation);
     }
     EXPECT_THAT(binding.events,
                 ElementsAre("unregister", "destroy", "grade 1", "computer", "entry", "display"));

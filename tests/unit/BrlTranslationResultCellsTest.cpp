@@ -118,6 +118,12 @@ TEST(UnUnicodeBraillify, ReturnsNoCellsForAnyText)
         EXPECT_THAT(BrlTranslationResult::unUnicodeBraillify(text), IsEmpty());
 }
 
+TEST(UnUnicodeBraillify, TakesTwoToTheThirtiethCodePoints)
+{
+    SKIP_BELOW_MEGABYTES(3000U);
+    EXPECT_THAT(BrlTranslationResult::unUnicodeBraillify(std::string(LIMIT, 'a')), IsEmpty());
+}
+
 TEST_P(AnEmptyConversion, ReturnsNoTextForAnyText)
 {
     for (const std::string& text : SOME_TEXTS)

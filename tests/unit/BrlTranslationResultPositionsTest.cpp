@@ -84,6 +84,8 @@ TEST(GetTranslatedPositionW, OfAnEmptyMapIsZero)
     EXPECT_EQ(result.getTranslatedPositionW(0), 0);
     EXPECT_EQ(result.getTranslatedPositionW(7), 0);
     EXPECT_EQ(result.getTranslatedPositionW(-7), -7);
+    result.addLeftOffset();
+    EXPECT_EQ(result.getTranslatedPositionW(7), 0);
 }
 
 TEST(GetTranslatedPositionW, OfAnIndexThatANegativeOffsetMovesOutOfTheMapIsZero)
