@@ -41,10 +41,6 @@ protected:
     TranslatorProxy* handle = nullptr;
 };
 
-class ABus : public BusTest
-{
-};
-
 INSTANTIATE_TEST_SUITE_P(After, AHostWithoutItsBus, testing::Values(SIGKILL, SIGTERM),
                          [](const auto& signal) {
                              return signal.param == SIGKILL ? "SIGKILL" : "SIGTERM";
@@ -90,18 +86,4 @@ TEST_P(AHostWithoutItsBus, GivesItsConnectionBack)
     // The fake service has lost its connection, too.
     EXPECT_LE(HostProcess().descriptors, before.descriptors);
     EXPECT_EQ(HostProcess().threads, before.threads);
-}
-
-TEST_F(ABus, EndsTheConnectionForATextBeyondItsLimitAndTheHostLivesOn)
-{
-    service.on("forwardW", answer::echo);
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    std::string id = "some.ctb";
-    std::wstring text;
-    text.resize(9000000, L'a');
-    EXPECT_THAT(proxy.forwardW_proxy(id, text, 0).get<5>(), SizeIs(0));
-    EXPECT_THAT(proxy.forwardW_proxy(id, L"a", 0).get<5>(), SizeIs(0));
-    EXPECT_THAT(log.records(), SizeIs(2));
-    DBusTranslatorProxy another("/translator", FakeService::busName());
-    EXPECT_THAT(another.forwardW_proxy(id, L"a", 0).get<5>(), SizeIs(1));
 }

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <future>
 #include <map>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <string>
@@ -197,16 +198,17 @@ TEST_F(AReply, OfAnyKindIsTakenWholeOrNotAtAll)
 {
     constexpr unsigned SEED = 20240229;
     RandomBodies random(SEED);
-    std::promise<Expectation> promise;
-    service.on("forwardW",
-               [&](sd_bus_message* call) { promise.set_value(answerAtRandom(call, random)); });
     std::map<std::string, int> kinds;
     for (int round = 0; round < rounds(100000); ++round) {
-        promise = {};
+        // The service may still be in set_value() when the next round begins.
+        const auto promise = std::make_shared<std::promise<Expectation>>();
+        service.on("forwardW", [&random, promise](sd_bus_message* call) {
+            promise->set_value(answerAtRandom(call, random));
+        });
         log.clear();
         service.clearCalls();
         const TranslationReply reply = translate();
-        const Expectation expected = promise.get_future().get();
+        const Expectation expected = promise->get_future().get();
         ASSERT_EQ(reply, expected.value) << expected.kind << ", round " << round;
         ASSERT_THAT(log.records(), SizeIs(expected.records)) << expected.kind;
         ++kinds[expected.kind];
