@@ -19,7 +19,9 @@ inline std::string folderOf(pid_t process)
 inline char stateIn(const std::string& folder)
 {
     std::ifstream file(folder + "/stat");
-    const std::string content{std::istreambuf_iterator<char>(file), {}};
+    std::string content;
+    // Not by iterators, which throw when the process goes while its file is read.
+    std::getline(file, content, '\0');
     const std::size_t behindName = content.rfind(')') + 2;
     return behindName < content.size() ? content[behindName] : '\0';
 }
