@@ -18,6 +18,8 @@ namespace {
 namespace utf = boost::locale::utf;
 
 constexpr wchar_t BRAILLE_BLOCK = 0x2800;
+/** Above it the decoder's codes for errors are, and nothing else. */
+constexpr utf::code_point LAST_CODE_POINT = 0x10ffff;
 constexpr std::size_t CELL_LIMIT = std::size_t{1} << 30;
 
 /** The length of a UTF-8 text as Boost.Locale's conversion in skip mode would make it. */
@@ -28,8 +30,7 @@ std::size_t countCodePoints(const std::string& text)
     std::size_t count = 0;
     while (next != end) {
         const utf::code_point codePoint = utf::utf_traits<char>::decode(next, end);
-        if (codePoint != utf::illegal && codePoint != utf::incomplete)
-            ++count;
+        count += codePoint <= LAST_CODE_POINT ? 1 : 0;
     }
     return count;
 }
@@ -53,6 +54,12 @@ int wrappingSubtract(int left, int right)
 bool isBelow(int position, std::size_t size)
 {
     return static_cast<uint32_t>(position) < size;
+}
+
+/** Entries that have no flag are unknown. */
+inline bool isSet(const std::vector<bool>& flags, uint32_t index)
+{
+    return index < flags.size() && flags[index];
 }
 
 /** What a fresh result says of the position that it was made for; it may say too little. */
@@ -167,7 +174,8 @@ BrlTranslationResult::BrlTranslationResult(TranslatorProxy* maker, Direction dir
                                            int knownPosition, int knownTranslatedPosition)
     : BrlTranslationResult(maker, direction, std::move(source), std::move(translation))
 {
-    const std::size_t end = countCodePoints(untranslated);
+    // Only of an empty text the first position is not marked: its map has one entry too many.
+    const std::size_t end = posMapComputed.front() ? posMap.size() - 1 : 0;
     // Unsigned, so that a negative position is beyond the end.
     pin(std::min<std::size_t>(static_cast<uint32_t>(knownPosition), end), knownTranslatedPosition);
 }
@@ -209,11 +217,6 @@ void BrlTranslationResult::pin(std::size_t index, int translatedPosition)
 {
     if (translatedPosition >= 1)
         remember(index, translatedPosition);
-}
-
-bool BrlTranslationResult::isKnown(std::size_t index) const
-{
-    return index < posMapComputed.size() && posMapComputed[index];
 }
 
 void BrlTranslationResult::remember(std::size_t index, int translatedPosition)
@@ -286,21 +289,37 @@ void BrlTranslationResult::addLeftOffset()
 
 int BrlTranslationResult::getTranslatedPositionW(int position)
 {
+    return translatedPositionOf(position, posMap.size());
+}
+
+// Searches spend their time here, so what is rare is elsewhere, and the map's size, which no
+// lookup changes, need not be found out at each step.
+inline int BrlTranslationResult::translatedPositionOf(int position, std::size_t size)
+{
     if (position < leftOffset)
         return position;
+    // The offset does not move this bound: the last entries give way to the formula.
+    if (!isBelow(position, size))
+        return translatedPositionBeyondMap(position);
+    const int index = wrappingSubtract(position, leftOffset);
+    if (!isBelow(index, size))
+        return 0;
+    const auto entry = static_cast<uint32_t>(index);
+    if (!isSet(posMapComputed, entry))
+        return askForTranslatedPosition(index);
+    return wrappingAdd(posMap[entry], leftOffset);
+}
+
+[[gnu::noinline]] int BrlTranslationResult::translatedPositionBeyondMap(int position) const
+{
     if (posMap.empty())
         return 0;
-    // The offset does not move this bound: the last entries give way to the formula.
-    if (!isBelow(position, posMap.size())) {
-        const int fromEnd = wrappingSubtract(position, static_cast<int>(untranslatedW.size()));
-        return wrappingAdd(fromEnd, static_cast<int>(translatedW.size()));
-    }
-    const int index = wrappingSubtract(position, leftOffset);
-    if (!isBelow(index, posMap.size()))
-        return 0;
-    const auto entry = static_cast<std::size_t>(index);
-    if (isKnown(entry))
-        return wrappingAdd(posMap[entry], leftOffset);
+    const int fromEnd = wrappingSubtract(position, static_cast<int>(untranslatedW.size()));
+    return wrappingAdd(fromEnd, static_cast<int>(translatedW.size()));
+}
+
+int BrlTranslationResult::askForTranslatedPosition(int index)
+{
     if (translator == nullptr)
         return leftOffset;
     const std::shared_ptr<BrlTranslationResult> fresh =
@@ -308,6 +327,7 @@ int BrlTranslationResult::getTranslatedPositionW(int position)
                   : translator->backW(untranslatedW, index);
     if (fresh == nullptr)
         return leftOffset;
+    const auto entry = static_cast<uint32_t>(index);
     remember(entry, entryAt(*fresh, index));
     return wrappingAdd(posMap[entry], leftOffset);
 }
@@ -315,16 +335,17 @@ int BrlTranslationResult::getTranslatedPositionW(int position)
 int BrlTranslationResult::getOriginalPositionW(int translatedPosition)
 {
     constexpr int NONE = std::numeric_limits<int>::min();
-    if (posMap.empty())
+    const std::size_t size = posMap.size();
+    if (size == 0)
         return -1;
     for (int target = translatedPosition;;) {
         int low = 0;
-        int high = static_cast<int>(posMap.size()) - 1;
+        int high = static_cast<int>(size) - 1;
         int found = NONE;
         int below = NONE;
         while (low <= high) {
             const int middle = low + (high - low) / 2;
-            const int mapped = getTranslatedPositionW(middle);
+            const int mapped = translatedPositionOf(middle, size);
             if (mapped < target) {
                 below = mapped;
                 low = middle + 1;
@@ -362,9 +383,9 @@ std::string BrlTranslationResult::unicodeBraillify(const std::vector<unsigned ch
     requireBelowLimit(dots.size());
     if (dots.empty())
         throw std::logic_error("basic_string::_M_construct null not valid");
-    std::wstring cells(dots.begin(), dots.end());
-    for (wchar_t& cell : cells)
-        cell |= BRAILLE_BLOCK;
+    std::wstring cells(dots.size(), BRAILLE_BLOCK);
+    std::transform(dots.begin(), dots.end(), cells.begin(),
+                   [](unsigned char cell) { return BRAILLE_BLOCK | cell; });
     return toUtf8(cells);
 }
 

@@ -48,12 +48,16 @@ private:
     sigset_t before{};
 };
 
-/** Whether there is something to read from the bus, now or in a moment. */
-inline bool awaitMore(const sdbus::IConnection& connection)
+/** Whether there is a message to drop: read already, or to be read now or within that time. */
+inline bool hasStrayMessages(const sdbus::IConnection& connection,
+                             std::chrono::milliseconds patience = {})
 {
-    constexpr int MOMENT_IN_MS = 100;
-    pollfd socket{connection.getEventLoopPollData().fd, POLLIN, 0};
-    return poll(&socket, 1, MOMENT_IN_MS) > 0;
+    const auto pollData = connection.getEventLoopPollData();
+    // The bus library does not want to wait for what it has in its queue.
+    if (pollData.timeout_usec == 0)
+        return true;
+    pollfd socket{pollData.fd, POLLIN, 0};
+    return poll(&socket, 1, static_cast<int>(patience.count())) > 0;
 }
 
 /**
@@ -69,16 +73,19 @@ inline void dropStrayMessages(sdbus::IProxy& proxy)
 {
     using Clock = std::chrono::steady_clock;
     constexpr int FLOOD = 100;
+    constexpr std::chrono::milliseconds MOMENT(100);
     constexpr std::chrono::seconds LONGEST(3);
     try {
         sdbus::IConnection& connection = proxy.getConnection();
+        if (!hasStrayMessages(connection))
+            return;
         int dropped = 0;
         while (dropped < FLOOD && connection.processPendingRequest())
             ++dropped;
         if (dropped < FLOOD)
             return;
         const Clock::time_point end = Clock::now() + LONGEST;
-        while ((connection.processPendingRequest() || awaitMore(connection)) &&
+        while ((connection.processPendingRequest() || hasStrayMessages(connection, MOMENT)) &&
                Clock::now() < end) {
         }
     } catch (const std::exception&) {
