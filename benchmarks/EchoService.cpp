@@ -12,6 +12,7 @@
 #include <sys/wait.h>
 #include <systemd/sd-bus.h>
 #include <unistd.h>
+#include <vector>
 
 namespace {
 
@@ -24,28 +25,25 @@ void appendArray(sd_bus_message* reply, char type, const Element* elements, std:
 }
 
 /** The bus library takes flags only one by one. */
-void appendFlags(sd_bus_message* reply, std::size_t count)
+void appendFlags(sd_bus_message* reply, const std::vector<bool>& flags)
 {
-    const int isKnown = 1;
     require(sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "b"), "open");
-    for (std::size_t index = 0; index < count; ++index)
-        require(sd_bus_message_append_basic(reply, SD_BUS_TYPE_BOOLEAN, &isKnown), "append");
+    for (const int flag : flags)
+        require(sd_bus_message_append_basic(reply, SD_BUS_TYPE_BOOLEAN, &flag), "append");
     require(sd_bus_message_close_container(reply), "close");
 }
 
-void appendTranslation(sd_bus_message* reply, const EngineResult& translation, const uint32_t* text,
-                       std::size_t length)
+void appendTranslation(sd_bus_message* reply, const TranslationFields& translation,
+                       const uint32_t* text, std::size_t length)
 {
-    const auto& positions = translation.positions;
-    const auto& output = translation.output;
     require(sd_bus_message_open_container(reply, SD_BUS_TYPE_STRUCT, "biaiabauaus"), "open");
-    require(sd_bus_message_append(reply, "bi", int{translation.complete}, static_cast<int>(length)),
-            "append");
-    appendArray(reply, SD_BUS_TYPE_INT32, positions.data(), positions.size());
-    appendFlags(reply, positions.size());
-    appendArray(reply, SD_BUS_TYPE_UINT32, output.data(), output.size());
+    require(sd_bus_message_append(reply, "bi", int{translation.flag}, translation.value), "append");
+    appendArray(reply, SD_BUS_TYPE_INT32, translation.posMap.data(), translation.posMap.size());
+    appendFlags(reply, translation.known);
+    appendArray(reply, SD_BUS_TYPE_UINT32, translation.translated.data(),
+                translation.translated.size());
     appendArray(reply, SD_BUS_TYPE_UINT32, text, length);
-    require(sd_bus_message_append(reply, "s", translation.diagnostic.c_str()), "append");
+    require(sd_bus_message_append(reply, "s", translation.text.c_str()), "append");
     require(sd_bus_message_close_container(reply), "close");
 }
 
@@ -62,7 +60,7 @@ int answer(sd_bus_message* call, void* translation, sd_bus_error*)
     require(sd_bus_message_read(call, "i", &cursor), "read");
     sd_bus_message* reply = nullptr;
     require(sd_bus_message_new_method_return(call, &reply), "new_method_return");
-    appendTranslation(reply, *static_cast<const EngineResult*>(translation),
+    appendTranslation(reply, *static_cast<const TranslationFields*>(translation),
                       static_cast<const uint32_t*>(text), size / sizeof(uint32_t));
     require(sd_bus_send(nullptr, reply, nullptr), "send");
     sd_bus_message_unref(reply);
@@ -79,7 +77,7 @@ sd_bus* openBus(const std::string& address)
     return bus;
 }
 
-void serve(const std::string& busAddress, EngineResult translation, int readyPipe)
+void serve(const std::string& busAddress, TranslationFields translation, int readyPipe)
 {
     sd_bus* const bus = openBus(busAddress);
     require(sd_bus_add_filter(bus, nullptr, answer, &translation), "add_filter");
@@ -92,14 +90,14 @@ void serve(const std::string& busAddress, EngineResult translation, int readyPip
     }
 }
 
-[[noreturn]] void runProcess(const std::string& busAddress, const EngineResult& translation,
+[[noreturn]] void runProcess(const std::string& busAddress, const TranslationFields& translation,
                              int readyPipe)
 {
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     try {
         serve(busAddress, translation, readyPipe);
     } catch (const std::exception& error) {
-        std::cerr << "service-latency: the echo: " << error.what() << '\n';
+        std::cerr << "the echo: " << error.what() << '\n';
     }
     _exit(1);
 }
@@ -117,7 +115,7 @@ bool awaitReady(int readyPipe)
 
 } // namespace
 
-EchoService::EchoService(const std::string& busAddress, const EngineResult& translation)
+EchoService::EchoService(const std::string& busAddress, const TranslationFields& translation)
 {
     std::array<int, 2> ready{};
     require(pipe2(ready.data(), O_CLOEXEC), "pipe2");

@@ -3,6 +3,7 @@
  * the least that it could cost, and what becomes of that with several clients.
  */
 #include "EchoService.h"
+#include "Measuring.h"
 #include "support/PrivateBus.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
@@ -16,8 +17,6 @@
 #include <log4cplus/configurator.h>
 #include <log4cplus/initializer.h>
 
-#include <algorithm>
-#include <cerrno>
 #include <chrono>
 #include <cstddef>
 #include <exception>
@@ -25,18 +24,13 @@
 #include <future>
 #include <iomanip>
 #include <iostream>
-#include <sched.h>
 #include <stdexcept>
 #include <string>
 #include <string_view>
-#include <system_error>
 #include <utility>
 #include <vector>
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
-using Microseconds = std::chrono::duration<double, std::micro>;
 
 constexpr std::wstring_view TEXT =
     L"People who read with their fingers should not have to wait for their next lines.";
@@ -48,73 +42,6 @@ struct Options
     std::size_t rounds = 5000;
     std::size_t warmUp = 200;
     std::size_t calls = 2000;
-};
-
-/** Durations in microseconds. */
-class Samples
-{
-public:
-    void add(Microseconds duration) { values.push_back(duration.count()); }
-
-    void add(const Samples& others)
-    {
-        values.insert(values.end(), others.values.begin(), others.values.end());
-    }
-
-    /** What that part of them, below 1, does not exceed. */
-    double quantile(double part) const
-    {
-        std::vector<double> sorted = values;
-        const auto index = static_cast<std::size_t>(part * static_cast<double>(sorted.size()));
-        const auto nth = sorted.begin() + static_cast<std::ptrdiff_t>(index);
-        std::nth_element(sorted.begin(), nth, sorted.end());
-        return *nth;
-    }
-
-    double median() const { return quantile(0.5); }
-
-private:
-    std::vector<double> values;
-};
-
-/** Which CPUs this thread, and all that it starts, may run on. */
-class CpuSet
-{
-public:
-    CpuSet()
-    {
-        CPU_ZERO(&cpus);
-        if (sched_getaffinity(0, sizeof cpus, &cpus) != 0)
-            throw std::system_error(errno, std::generic_category(), "sched_getaffinity");
-    }
-
-    /** That CPU, or the last one there is. */
-    int cpuOrLast(int cpu) const
-    {
-        if (has(cpu))
-            return cpu;
-        int last = CPU_SETSIZE - 1;
-        while (!has(last))
-            --last;
-        return last;
-    }
-
-    void reduceTo(int cpu)
-    {
-        CPU_ZERO(&cpus);
-        CPU_SET(cpu, &cpus);
-    }
-
-    void use() const
-    {
-        if (sched_setaffinity(0, sizeof cpus, &cpus) != 0)
-            throw std::system_error(errno, std::generic_category(), "sched_setaffinity");
-    }
-
-private:
-    bool has(int cpu) const { return CPU_ISSET(cpu, &cpus) != 0; }
-
-    cpu_set_t cpus{};
 };
 
 /** The engine in this process. */
@@ -202,13 +129,22 @@ void printChain(const Samples& whole, const Samples& echo, const Samples& engine
               << "  (goal: at most 1.35)\n\n";
 }
 
+TranslationFields replyWith(const EngineResult& translation)
+{
+    const std::vector<bool> known(translation.positions.size(), true);
+    return {translation.complete,  static_cast<int>(translation.consumed),
+            translation.positions, known,
+            translation.output,    {},
+            translation.diagnostic};
+}
+
 /** In turns, so that whatever else the machine does slows all three down alike. */
 void measureChain(const Options& options)
 {
     EngineAlone engine;
     const EngineResult translation = engine.translate();
     const PrivateBus echoBus;
-    const EchoService echoService(echoBus.address(), translation);
+    const EchoService echoService(echoBus.address(), replyWith(translation));
     Client ofEcho(translation);
     const PrivateBus bus(PrivateBus::Services::REAL);
     Client ofService(translation);
