@@ -1,10 +1,11 @@
 # Draws the pictures of docs/performance.md from the tables that
 # scripts/benchmark-library has written into the folder "figures".
-set terminal svg size 720,420 font "sans-serif,12" background "white"
+set terminal svg size 840,420 font "sans-serif,12" background "white"
 set datafile separator "|"
 set logscale xy
 set grid
-set key left top
+set key outside right top
+set format x "10^{%T}"
 
 clients = "'sd-bus, whole arrays' 'sd-bus, element by element' 'sdbus-c++' 'the library' 'GDBus'"
 
