@@ -3,13 +3,13 @@
 
 #include <cstddef>
 
-/** What a program has asked of malloc(), by any way and on any thread, since it started. */
+/** What a program has asked of malloc(), calloc() and realloc() on all threads since its start. */
 struct Allocations
 {
     std::size_t count;
     std::size_t bytes;
-    std::size_t
-        bytesInUse; ///< of those that have not been given back, with what they are rounded to
+    /** What has not been given back, with what the heap rounds it up to. */
+    std::size_t bytesInUse;
 };
 
 /** Only in programs that have AllocationCounter.cpp: it takes malloc()'s place. */

@@ -29,6 +29,8 @@ public:
 
     std::vector<uint32_t> translated() const override { return received.get<4>(); }
 
+    std::size_t positions() const override { return received.get<2>().size(); }
+
     void leaveEventLoop() { proxy->getConnection().leaveEventLoop(); }
 
 protected:
@@ -64,6 +66,8 @@ public:
         const std::wstring text = received->getTranslatedW();
         return {text.begin(), text.end()};
     }
+
+    std::size_t positions() const override { return received->getPosMap().size(); }
 
 private:
     Translation translation;

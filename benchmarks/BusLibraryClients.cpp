@@ -97,6 +97,8 @@ public:
 
     std::vector<uint32_t> translated() const override { return received.translated; }
 
+    std::size_t positions() const override { return received.posMap.size(); }
+
 private:
     static sd_bus* openBus()
     {

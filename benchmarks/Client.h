@@ -1,6 +1,7 @@
 #ifndef BENCHMARKS_CLIENT_H
 #define BENCHMARKS_CLIENT_H
 
+#include <cstddef>
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -25,6 +26,9 @@ public:
 
     /** The translated text that the last call has brought. */
     virtual std::vector<uint32_t> translated() const = 0;
+
+    /** How many entries the position map has that the last call has brought. */
+    virtual std::size_t positions() const = 0;
 };
 
 struct ClientKind

@@ -4,8 +4,10 @@
 
 #include <gio/gio.h>
 
-#include <cstdlib>
+#include <memory>
 #include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace {
 
@@ -55,13 +57,22 @@ public:
                 G_VARIANT_TYPE("((biaiabauaus))"), G_DBUS_CALL_FLAGS_NONE, -1, nullptr, &error),
             error));
         const Variant structure(g_variant_get_child_value(reply.get(), 0));
+        gboolean flag = FALSE;
+        g_variant_get_child(structure.get(), 0, "b", &flag);
+        received.flag = flag != FALSE;
+        g_variant_get_child(structure.get(), 1, "i", &received.value);
         take<int32_t>(structure.get(), 2, received.posMap);
         take<guchar>(structure.get(), 3, received.known);
         take<uint32_t>(structure.get(), 4, received.translated);
         take<uint32_t>(structure.get(), 5, received.untranslated);
+        const gchar* diagnostic = nullptr;
+        g_variant_get_child(structure.get(), 6, "&s", &diagnostic);
+        received.text = diagnostic;
     }
 
     std::vector<uint32_t> translated() const override { return received.translated; }
+
+    std::size_t positions() const override { return received.posMap.size(); }
 
 private:
     /** Not the one that GLib shares in a process, which would stay with the first bus. */

@@ -8,6 +8,7 @@
 
 #include <exception>
 #include <iostream>
+#include <string>
 
 /** Has a name of its own in the program, so that a tool can tell when it runs. */
 [[gnu::noinline]] void measured(Subject& subject)

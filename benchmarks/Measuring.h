@@ -80,4 +80,17 @@ private:
     cpu_set_t cpus{};
 };
 
+/**
+ * Leaves this process, and all that it starts from now on, that CPU, or the last
+ * one there is. Returns which it is.
+ */
+inline int useOneCpu(int wanted)
+{
+    CpuSet oneCpu;
+    const int cpu = oneCpu.cpuOrLast(wanted);
+    oneCpu.reduceTo(cpu);
+    oneCpu.use();
+    return cpu;
+}
+
 #endif

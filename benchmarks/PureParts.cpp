@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <exception>
 #include <iomanip>
 #include <iostream>
 #include <limits>
@@ -121,7 +122,8 @@ void print(const SubjectKind& kind, const Medians& medians)
 } // namespace
 
 int main(int argc, char** argv)
-{
+try {
+    useOneCpu(1);
     // Memory is kept and used again: how long the system takes to give it is not our subject.
     // There is one thread only. NOLINTBEGIN(concurrency-mt-unsafe)
     mallopt(M_MMAP_THRESHOLD, std::numeric_limits<int>::max());
@@ -133,7 +135,10 @@ int main(int argc, char** argv)
     Medians medians;
     benchmark::RunSpecifiedBenchmarks(&medians);
     printHead();
-    std::cout << std::fixed << std::setprecision(2);
+    std::cout << std::fixed << std::setprecision(3);
     for (const SubjectKind& kind : allSubjects())
         print(kind, medians);
+} catch (const std::exception& error) {
+    std::cerr << "pure-parts: " << error.what() << '\n';
+    return 1;
 }

@@ -17,11 +17,13 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <exception>
-#include <functional>
 #include <iomanip>
 #include <iostream>
+#include <memory>
 #include <numeric>
 #include <random>
 #include <stdexcept>
@@ -100,13 +102,17 @@ public:
     {
         const auto start = Clock::now();
         client->translate(text);
-        return Clock::now() - start;
+        const Microseconds duration = Clock::now() - start;
+        requirePositions();
+        return duration;
     }
 
     void call(std::size_t count)
     {
-        for (std::size_t number = 0; number < count; ++number)
+        for (std::size_t number = 0; number < count; ++number) {
             client->translate(text);
+            requirePositions();
+        }
     }
 
     void requireRightAnswer() const
@@ -118,6 +124,13 @@ public:
     const std::string name;
 
 private:
+    /** After each call, because the library reports no failure. */
+    void requirePositions() const
+    {
+        if (client->positions() != expected.size() + 1)
+            throw std::runtime_error(name + ": a translation has failed");
+    }
+
     const std::wstring text;
     const std::vector<uint32_t> expected;
     std::unique_ptr<Client> client;
@@ -289,9 +302,10 @@ void printMemory()
     const EchoBus bus(1000);
     Translation translation;
     TranslatorProxy handle(0, "", false, contract::TRANSLATOR, translation.getServiceProxy());
-    // What is taken once and kept does not belong to those that follow.
-    handle.forwardW(textOf(1000), contract::CURSOR);
-    std::cout << "| memory | bytes |\n|---|--:|\n"
+    // What is taken once and kept, or given back later, does not belong to those that follow.
+    for (int warmUp = 0; warmUp < 10; ++warmUp)
+        handle.forwardW(textOf(1000), contract::CURSOR);
+    std::cout << "| memory on the heap | bytes |\n|---|--:|\n"
               << "| an idle Translation | "
               << bytesOf([] { return std::make_unique<Translation>(); }) << " |\n"
               << "| a result of 1,000 characters | "
@@ -300,11 +314,7 @@ void printMemory()
 
 void measure(const Options& options)
 {
-    CpuSet oneCpu;
-    const int cpu = oneCpu.cpuOrLast(options.cpu);
-    oneCpu.reduceTo(cpu);
-    // Before anything starts, because a process inherits it.
-    oneCpu.use();
+    useOneCpu(options.cpu);
     printTimes(options);
     for (const std::size_t length : options.lengths)
         printUsage(options, length);
@@ -319,10 +329,11 @@ void call(const Options& options)
     caller.requireRightAnswer();
 }
 
-/** Runs a command with an echo's bus for its system bus; returns its status. */
-int serve(std::size_t length, std::vector<std::string> command)
+/** Runs a command with an echo's bus for its system bus, on one CPU; returns its status. */
+int serve(const Options& options, std::vector<std::string> command)
 {
-    const EchoBus bus(length);
+    useOneCpu(options.cpu);
+    const EchoBus bus(options.length);
     std::vector<char*> arguments(command.size() + 1);
     std::transform(command.begin(), command.end(), arguments.begin(),
                    [](std::string& argument) { return argument.data(); });
@@ -367,7 +378,7 @@ try {
         program.add_subcommand("serve", "Runs a command with an echo for texts of that length");
     serving->add_option("length", options.length)->required();
     serving->prefix_command();
-    serving->callback([&] { status = serve(options.length, serving->remaining()); });
+    serving->callback([&] { status = serve(options, serving->remaining()); });
     CLI11_PARSE(program, argc, argv);
     return status;
 } catch (const std::exception& error) {

@@ -218,11 +218,7 @@ void measure(const Options& options)
     static_assert(TEXT.size() == 80);
     std::cout << std::fixed << std::setprecision(1);
     const CpuSet allCpus;
-    CpuSet oneCpu;
-    const int cpu = oneCpu.cpuOrLast(options.cpu);
-    oneCpu.reduceTo(cpu);
-    // Before anything starts, because a process inherits it.
-    oneCpu.use();
+    const int cpu = useOneCpu(options.cpu);
     std::cout << "forwardW of 80 characters, " << TRANSLATOR << ", all processes on CPU " << cpu
               << ", " << options.rounds << " rounds\n";
     measureChain(options);

@@ -320,6 +320,7 @@ inline int BrlTranslationResult::translatedPositionOf(int position, std::size_t 
 
 int BrlTranslationResult::askForTranslatedPosition(int index)
 {
+    const auto entry = static_cast<uint32_t>(index);
     if (translator == nullptr)
         return leftOffset;
     const std::shared_ptr<BrlTranslationResult> fresh =
@@ -327,7 +328,6 @@ int BrlTranslationResult::askForTranslatedPosition(int index)
                   : translator->backW(untranslatedW, index);
     if (fresh == nullptr)
         return leftOffset;
-    const auto entry = static_cast<uint32_t>(index);
     remember(entry, entryAt(*fresh, index));
     return wrappingAdd(posMap[entry], leftOffset);
 }

@@ -184,7 +184,7 @@ private:
     BRAILLETRANSLATE_HIDDEN BrlTranslationResult(TranslatorProxy* maker, Direction direction,
                                                  Texts&& texts, PositionMap&& map);
     BRAILLETRANSLATE_HIDDEN void pin(std::size_t index, int translatedPosition);
-    BRAILLETRANSLATE_HIDDEN int translatedPositionOf(int position, std::size_t size);
+    BRAILLETRANSLATE_HIDDEN inline int translatedPositionOf(int position, std::size_t size);
     BRAILLETRANSLATE_HIDDEN int translatedPositionBeyondMap(int position) const;
     BRAILLETRANSLATE_HIDDEN int askForTranslatedPosition(int index);
     BRAILLETRANSLATE_HIDDEN void remember(std::size_t index, int translatedPosition);

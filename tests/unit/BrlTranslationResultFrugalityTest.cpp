@@ -57,6 +57,8 @@ TEST(AKnownPosition, IsFoundWithoutAnAllocation)
 
 TEST(AnEmptyConversion, AllocatesNothingToCountItsText)
 {
+    constexpr std::size_t RESERVED = 1;
+    EXPECT_EQ(allocations::countDuring([] { Result::unUnicodeBraillify(NARROW); }), RESERVED);
     EXPECT_EQ(allocations::countDuring([] { Result::asciiBrailleToUnicodeBraille(NARROW); }), 0U);
     EXPECT_EQ(allocations::countDuring([] { Result::unicodeBrailleToAsciiBraille(NARROW); }), 0U);
 }

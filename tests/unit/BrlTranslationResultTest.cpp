@@ -157,6 +157,7 @@ TEST(ABrlTranslationResult, SkipsMalformedUtf8WhenItCounts)
 {
     expectDefaultMap(narrow("a\xff", "\xff\xff"), {0, 0}, {true, true});
     expectDefaultMap(narrow("\xff", "b"), {0, 1}, {false, true});
+    expectDefaultMap(narrow("a\U0010ffff", "\U0010ffff"), {0, 0, 1}, {true, false, true});
     // The byte that breaks a sequence goes with it, a sequence cut off ends the text.
     expectDefaultMap(narrow("", "\xe2\x41\x42"), {0, 1}, {false, true});
     expectDefaultMap(narrow("", "ab\xe2\x82"), {0, 2}, {false, true});
@@ -282,6 +283,15 @@ TEST(ABrlTranslationResult, PinsNoTranslatedPositionBelowOne)
 TEST(ABrlTranslationResult, ClampsAPinnedPositionInCodePointsNotBytes)
 {
     expectDefaultMap({nullptr, FORWARD, "\u00e9\u00e9", "x", 3, 7}, {0, 0, 7}, {true, false, true});
+}
+
+TEST(ABrlTranslationResult, PinsTheOnlyPositionOfAnEmptyTextWhateverIsKnown)
+{
+    for (const int position : {-1, 0, 1, 10}) {
+        SCOPED_TRACE(position);
+        expectDefaultMap({nullptr, FORWARD, "", "xyz", position, 7}, {7, 3}, {true, true});
+        expectDefaultMap({nullptr, FORWARD, "\xff", "xyz", position, 7}, {7, 3}, {true, true});
+    }
 }
 
 TEST(ABrlTranslationResult, ReplacesItsTranslatorAndNothingElse)
