@@ -1,6 +1,7 @@
 /** Many texts with all tables, through library, bus, service and engine. */
 #include "service/MapAudit.h"
 #include "support/BusMonitor.h"
+#include "support/Figures.h"
 #include "support/LogCapture.h"
 #include "support/PrivateBus.h"
 #include "support/RandomText.h"
@@ -18,6 +19,7 @@
 #include <liblouis.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdlib>
 #include <fstream>
 #include <map>
@@ -174,7 +176,14 @@ protected:
 
     PrivateBus bus;
     LogCapture log;
-    ServiceProcess service{{}, "deadline-ms = 300"};
+    /** Long enough to read any table, short where texts never end. */
+    static std::string deadline()
+    {
+        const Milliseconds limit = patiently(std::chrono::milliseconds(500));
+        return "deadline-ms = " + std::to_string(static_cast<int>(limit.count()));
+    }
+
+    ServiceProcess service{{}, deadline()};
     Translation translation;
 };
 
