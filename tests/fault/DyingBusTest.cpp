@@ -11,12 +11,17 @@
 #include <algorithm>
 #include <chrono>
 #include <csignal>
+#include <cstddef>
 #include <cstdio>
+#include <filesystem>
+#include <iterator>
 #include <map>
 #include <memory>
+#include <sched.h>
 #include <string>
 #include <sys/eventfd.h>
 #include <sys/wait.h>
+#include <system_error>
 #include <unistd.h>
 
 using testing::SizeIs;
@@ -89,14 +94,6 @@ INSTANTIATE_TEST_SUITE_P(Of, ABusThatDies, testing::Values(SIGKILL, SIGTERM),
                              return signal.param == SIGKILL ? "SIGKILL" : "SIGTERM";
                          });
 
-/** Busy, because a sleep would end much too late. */
-void spinFor(Milliseconds duration)
-{
-    const auto end = steady_clock::now() + duration;
-    while (steady_clock::now() < end) {
-    }
-}
-
 /** A process that constructs something, for constructions that may end their process. */
 class OtherHost
 {
@@ -122,10 +119,15 @@ public:
     OtherHost(const OtherHost&) = delete;
     OtherHost& operator=(const OtherHost&) = delete;
 
-    void waitForStart() const
+    /** Returns once it holds that much, or has ended. */
+    void waitUntilItHas(std::size_t descriptors, std::size_t threads) const
     {
         eventfd_t value = 0;
         eventfd_read(started, &value);
+        const std::string folder = folderOf(process.pid());
+        while (stateIn(folder) != 'Z' &&
+               (countIn(folder + "/fd") < descriptors || countIn(folder + "/task") < threads))
+            sched_yield();
     }
 
     /** What became of it; waits for its end. */
@@ -142,6 +144,14 @@ public:
     }
 
 private:
+    /** 0 once the process has ended. */
+    static std::size_t countIn(const std::string& folder)
+    {
+        std::error_code hasEnded;
+        const std::filesystem::directory_iterator entries(folder, hasEnded);
+        return static_cast<std::size_t>(std::distance(begin(entries), end(entries)));
+    }
+
     int started = eventfd(0, EFD_CLOEXEC);
     std::FILE* errors = std::tmpfile();
     ChildProcess process;
@@ -197,14 +207,20 @@ TEST_P(ABusThatDies, DuringTheConstructionGivesAnObjectOrAnException)
 {
     std::map<std::string, int> outcomes;
     const int all = std::max(ROUNDS, rounds(ROUNDS));
+    std::size_t moment = 0;
     for (int round = 0; round < all; ++round) {
         PrivateBus bus;
-        const Milliseconds undisturbed = timeOf([] { const Translation translation; });
+        const auto atStart = HostProcess::countOf("/proc/self/fd");
+        const std::size_t taken = [&] {
+            const Translation undisturbed;
+            return HostProcess::countOf("/proc/self/fd") - atStart;
+        }();
         OtherHost host([] { const Translation translation; });
-        host.waitForStart();
-        spinFor(undisturbed * 2 * round / all);
+        // Moments of the construction: each descriptor that it takes, and the binding's thread.
+        host.waitUntilItHas(atStart + std::min(moment, taken), moment > taken ? 2 : 1);
         bus.kill(GetParam());
         ++outcomes[host.outcome()];
+        moment = moment > taken ? 0 : moment + 1;
     }
     for (const auto& [outcome, count] : outcomes)
         report(outcome, count);

@@ -81,6 +81,15 @@ public:
                 "ping");
     }
 
+    /** Calls the host, which has nothing to be called; returns once it says so. */
+    void awaitRefusal()
+    {
+        sd_bus_error refusal = SD_BUS_ERROR_NULL;
+        sd_bus_call_method(bus, host.c_str(), "/stray", "stray.Interface", "Stray", &refusal,
+                           nullptr, "");
+        sd_bus_error_free(&refusal);
+    }
+
 private:
     sd_bus* bus = nullptr;
     std::string host;
@@ -99,7 +108,7 @@ public:
     enum class Pace
     {
         AT_ONCE, ///< as fast as the bus takes them
-        TRICKLE  ///< a flood, and then one after the other, with pauses
+        TRICKLE  ///< a flood, and then the next whenever the host has dealt with the last
     };
 
     /** Returns once there is a flood. */
@@ -120,8 +129,10 @@ private:
         stranger.send(1000, makeSignal);
         eventfd_write(started, 1);
         for (;;) {
-            stranger.send(pace == Pace::TRICKLE ? 1 : std::numeric_limits<int>::max(), makeSignal);
-            usleep(500);
+            if (pace == Pace::TRICKLE)
+                stranger.awaitRefusal();
+            else
+                stranger.send(std::numeric_limits<int>::max(), makeSignal);
         }
     }
 

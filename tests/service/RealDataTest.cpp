@@ -179,7 +179,7 @@ protected:
     /** Long enough to read any table, short where texts never end. */
     static std::string deadline()
     {
-        const Milliseconds limit = patiently(std::chrono::milliseconds(500));
+        const Milliseconds limit = patiently(500ms);
         return "deadline-ms = " + std::to_string(static_cast<int>(limit.count()));
     }
 

@@ -33,6 +33,9 @@ public:
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
 
+    /** Its number; -1 once it was waited for. */
+    pid_t pid() const { return process; }
+
     void signal(int number) const
     {
         if (process > 0)

@@ -16,8 +16,9 @@ struct HostProcess
     std::size_t descriptors = countOf("/proc/self/fd");
 
     /**
-     * A thread is listed for a moment longer than others can wait for its end.
-     * It runs then, whereas those that stay soon sleep again.
+     * A thread is still listed when whoever waits for its end is told of it, and
+     * nobody is told when it is not. It runs until then, whereas those that stay
+     * are waiting for something: so we look until all others sleep.
      */
     static std::size_t countThreads()
     {
