@@ -1,6 +1,5 @@
 #include "support/BusTest.h"
 #include "support/ChildProcess.h"
-#include "support/Environment.h"
 #include "support/Figures.h"
 #include "support/Memory.h"
 #include "support/Require.h"
@@ -84,10 +83,8 @@ public:
     /** Calls the host, which has nothing to be called; returns once it says so. */
     void awaitRefusal()
     {
-        sd_bus_error refusal = SD_BUS_ERROR_NULL;
-        sd_bus_call_method(bus, host.c_str(), "/stray", "stray.Interface", "Stray", &refusal,
+        sd_bus_call_method(bus, host.c_str(), "/stray", "stray.Interface", "Stray", nullptr,
                            nullptr, "");
-        sd_bus_error_free(&refusal);
     }
 
 private:
@@ -164,8 +161,6 @@ protected:
     /** Floods an idle host from another process: its next calls are right, its memory is flat. */
     void expectFloodDoesNoHarm(int count, StrayMaker make)
     {
-        DBusTranslatorProxy proxy("/translator", FakeService::busName());
-        TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
         service.on("forwardW", answer::echo);
         handle.forwardW(L"before");
         const std::string host = service.calls().back().sender;
@@ -179,6 +174,9 @@ protected:
         EXPECT_THAT(log.records(), SizeIs(0));
     }
 
+    DBusTranslatorProxy proxy{"/translator", FakeService::busName()};
+    TranslatorProxy handle{2, "Some table", true, "some.ctb", &proxy};
+
     // Both belong to the fake service's thread while a call is on its way.
     std::string strayAnswer = "none";
     std::string answerAtNextCall;
@@ -188,8 +186,6 @@ protected:
 
 TEST_F(StrayMessages, AreDroppedBeforeTheNextTranslation)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     sendOneAheadOfTheReply();
     EXPECT_EQ(handle.forwardW(L"first")->getUntranslatedW(), L"first");
     takeItsAnswerDownAt("forwardW", answer::echo);
@@ -200,8 +196,6 @@ TEST_F(StrayMessages, AreDroppedBeforeTheNextTranslation)
 
 TEST_F(StrayMessages, AreDroppedBeforeTheNextChangeOfProfile)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     sendOneAheadOfTheReply();
     handle.forwardW(L"first");
     takeItsAnswerDownAt("changeLanguageProfile", answer::nothing());
@@ -211,9 +205,7 @@ TEST_F(StrayMessages, AreDroppedBeforeTheNextChangeOfProfile)
 
 TEST_F(StrayMessages, DoNotReachACallThatTheyAreNotMeantFor)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
+    proxy.sdbusProxy.getConnection().setMethodCallTimeout(std::chrono::milliseconds(500));
     sd_bus_message* late = nullptr;
     service.on("forwardW", [&](sd_bus_message* call) { late = sd_bus_message_ref(call); });
     EXPECT_EQ(handle.forwardW(L"first")->getUntranslatedW(), L"");
@@ -241,8 +233,6 @@ TEST_F(StrayMessages, InAFloodOfCallsLeaveTheNextCallRightAndMemoryFlat)
 
 TEST_F(StrayMessages, InAFloodDuringACallAreDroppedBeforeTheNextOne)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     service.on("forwardW", answer::echo);
     service.on("backW", [&](sd_bus_message* call) {
         const std::string host = sd_bus_message_get_sender(call);
@@ -264,8 +254,6 @@ TEST_F(StrayMessages, InAFloodDuringACallAreDroppedBeforeTheNextOne)
 
 TEST_F(StrayMessages, ThatTrickleInForEverHoldNoCallUp)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     service.on("forwardW", answer::echo);
     handle.forwardW(L"before");
     const Flooder flooder(bus.address(), service.calls().back().sender, Flooder::Pace::TRICKLE);
@@ -278,8 +266,6 @@ TEST_F(StrayMessages, ThatTrickleInForEverHoldNoCallUp)
 
 TEST_F(StrayMessages, ThatFloodInForEverHoldNoCallUpForGood)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     service.on("forwardW", answer::echo);
     handle.forwardW(L"before");
     std::size_t failed = 0;
@@ -303,8 +289,6 @@ TEST_F(StrayMessages, ThatFloodInForEverHoldNoCallUpForGood)
 
 TEST_F(StrayMessages, InAFloodOfLateRepliesLeaveTheNextCallRightAndMemoryFlat)
 {
-    DBusTranslatorProxy proxy("/translator", FakeService::busName());
-    TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     sdbus::IConnection& connection = proxy.sdbusProxy.getConnection();
     const uint64_t timeOut = connection.getMethodCallTimeout();
     std::vector<sd_bus_message*> late;
