@@ -1,5 +1,7 @@
 #include <service/Catalogue.h>
 
+#include <service/CloseNames.h>
+
 #include <set>
 #include <utility>
 
@@ -71,4 +73,13 @@ const Translator* Catalogue::find(const std::string& nameOrId) const
     const auto found = indexes.find(nameOrId);
     const bool isKnown = found != indexes.end() && found->second != NOBODY;
     return isKnown ? &entries[found->second] : nullptr;
+}
+
+std::vector<std::string> Catalogue::closeTo(const std::string& nameOrId) const
+{
+    std::vector<Named> candidates;
+    candidates.reserve(entries.size());
+    for (const Translator& translator : entries)
+        candidates.push_back({translator.id, {translator.name, withoutSuffix(translator.id)}});
+    return closeNames(nameOrId, candidates);
 }

@@ -42,6 +42,9 @@ public:
      */
     const Translator* find(const std::string& nameOrId) const;
 
+    /** The identifiers of those, at most three, that may have been meant by what names none. */
+    std::vector<std::string> closeTo(const std::string& nameOrId) const;
+
 private:
     void makeNamesUnique();
     void indexNames();

@@ -55,7 +55,8 @@ public:
 
     /**
      * The profile of exactly that name, borrowed. Throws NoSuchProfile, with the
-     * names that are close to it, or whose language is; with all names if none is.
+     * names that are close to it, or whose language is, at most three; with all
+     * names if none is.
      */
     const Profile& named(const std::string& name) const;
 

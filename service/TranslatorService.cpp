@@ -46,6 +46,15 @@ std::string describe(const EngineRequest& request, const std::string& id)
     return id + ": a text of " + std::to_string(request.text.size()) + " code points ";
 }
 
+std::string namesLike(const std::string& nameOrId, const Catalogue& catalogue)
+{
+    const std::vector<std::string> close = catalogue.closeTo(nameOrId);
+    if (!close.empty())
+        return "close to it: " + joined(close);
+    return "give a display name, an identifier such as " + catalogue.translators().front().id +
+           ", or an identifier without its suffix, exactly as it is written";
+}
+
 } // namespace
 
 TranslatorService::TranslatorService(sdbus::IConnection& connection,
@@ -190,11 +199,8 @@ const Translator& TranslatorService::translatorNamed(const std::string& nameOrId
         throw failure("EngineFailed", NO_TABLES);
     const Translator* translator = catalogue.find(nameOrId);
     if (translator == nullptr)
-        throw failure("NoSuchTranslator",
-                      "no translator is named " + quoted(nameOrId) +
-                          "; give a display name, an identifier such as " +
-                          catalogue.translators().front().id +
-                          ", or an identifier without its suffix, exactly as it is written");
+        throw failure("NoSuchTranslator", "no translator is named " + quoted(nameOrId) + "; " +
+                                              namesLike(nameOrId, catalogue));
     return *translator;
 }
 
