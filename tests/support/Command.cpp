@@ -34,14 +34,31 @@ std::string contentOf(FILE* file)
     return content;
 }
 
-int openTerminal()
+/** A terminal at which nobody types. */
+class IdleTerminal
 {
+public:
+    IdleTerminal()
+    {
+        if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0)
+            throw std::runtime_error("openpty");
+    }
+
+    ~IdleTerminal()
+    {
+        close(terminal);
+        close(master);
+    }
+
+    IdleTerminal(const IdleTerminal&) = delete;
+    IdleTerminal& operator=(const IdleTerminal&) = delete;
+
+    int descriptor() const { return terminal; }
+
+private:
     int master = -1;
     int terminal = -1;
-    if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0)
-        throw std::runtime_error("openpty");
-    return terminal;
-}
+};
 
 [[noreturn]] void execute(const Command& command, int input, int output, int errors)
 {
@@ -68,12 +85,15 @@ Outcome Command::run() const
     std::rewind(inputFile.get());
     const File output = temporaryFile();
     const File errors = temporaryFile();
-    const int inputDescriptor = isOnTerminal ? openTerminal() : fileno(inputFile.get());
+    const auto terminal = isOnTerminal ? std::make_unique<IdleTerminal>() : nullptr;
+    const int inputDescriptor = terminal ? terminal->descriptor() : fileno(inputFile.get());
     const int outputDescriptor =
         outputFile.empty() ? fileno(output.get()) : open(outputFile.c_str(), O_WRONLY | O_CLOEXEC);
     const pid_t child = fork();
     if (child == 0)
         execute(*this, inputDescriptor, outputDescriptor, fileno(errors.get()));
+    if (!outputFile.empty())
+        close(outputDescriptor);
     int status = 0;
     while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
     }
