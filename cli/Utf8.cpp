@@ -22,7 +22,12 @@ DecodedText decodeUtf8(std::string_view bytes)
     return decoded;
 }
 
-std::string encodeUtf8(const std::wstring& text)
+std::string encodeUtf8(std::wstring text)
 {
-    return boost::locale::conv::utf_to_utf<char>(text, boost::locale::conv::skip);
+    constexpr wchar_t REPLACEMENT_CHARACTER = 0xFFFD;
+    for (wchar_t& character : text) {
+        if (!utf::is_valid_codepoint(static_cast<utf::code_point>(character)))
+            character = REPLACEMENT_CHARACTER;
+    }
+    return boost::locale::conv::utf_to_utf<char>(text);
 }

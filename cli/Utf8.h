@@ -16,7 +16,7 @@ struct DecodedText
 /** Decodes UTF-8, up to the first malformed sequence. */
 DecodedText decodeUtf8(std::string_view bytes);
 
-/** Encodes code points; what is none is left out. */
-std::string encodeUtf8(const std::wstring& text);
+/** Encodes code points; what is none becomes U+FFFD, so that positions stay right. */
+std::string encodeUtf8(std::wstring text);
 
 #endif

@@ -1,101 +1,19 @@
 /** brltranslate: what a braille display would show, on a terminal. */
-#include "FailureReport.h"
-#include "Utf8.h"
-
-#include <libBrailleTranslate/BrlTranslationResult.h>
-#include <libBrailleTranslate/Translation.h>
-#include <libBrailleTranslate/TranslatorProxy.h>
-
-#include <CLI/CLI.hpp>
+#include "Complaint.h"
+#include "Explorer.h"
+#include "Filter.h"
+#include "Options.h"
+#include "StandardStreams.h"
+#include "TerminalText.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <exception>
-#include <iostream>
-#include <memory>
-#include <optional>
-#include <string>
+#include <sys/ioctl.h>
 #include <unistd.h>
-#include <vector>
 
 namespace {
-
-enum Status : int
-{
-    ALL_TRANSLATED = 0,
-    NOT_TRANSLATED = 1, ///< something could not be translated or written
-    WRONG_USE = 2,
-    NO_SERVICE = 3
-};
-
-// A longer message would make the bus close the connection.
-constexpr std::size_t LONGEST_TEXT = 8000000;
-
-struct Options
-{
-    std::vector<std::string> words;
-    std::optional<std::string> translator;
-};
-
-int complain(const std::string& message, Status status)
-{
-    std::cerr << "brltranslate: " << message << '\n';
-    return status;
-}
-
-int complainOfMalformed(const std::string& what, std::size_t offset, Status status)
-{
-    return complain(what + ": malformed UTF-8 at byte offset " + std::to_string(offset), status);
-}
-
-int complain(const ServiceFailure& failure)
-{
-    if (failure.isUnknownTranslator())
-        return complain(failure.message, WRONG_USE);
-    if (failure.isAnswer())
-        return complain(failure.message, NOT_TRANSLATED);
-    return complain("the Translator service cannot be reached: " + failure.message, NO_SERVICE);
-}
-
-void print(const BrlTranslationResult& result)
-{
-    std::cout << "source   " << encodeUtf8(result.getUntranslatedW()) << '\n'
-              << "braille  " << encodeUtf8(result.getTranslatedW()) << '\n'
-              << "map     ";
-    for (const int position : result.getPosMap())
-        std::cout << ' ' << position;
-    std::cout << '\n';
-}
-
-/** Translates and prints one text; where says which one, for people. */
-int translateText(TranslatorProxy& translator, const std::string& bytes, const std::string& where)
-{
-    const DecodedText decoded = decodeUtf8(bytes);
-    if (decoded.malformedAt)
-        return complainOfMalformed(where, *decoded.malformedAt, NOT_TRANSLATED);
-    if (decoded.text.size() > LONGEST_TEXT)
-        return complain(where + ": more than the " + std::to_string(LONGEST_TEXT) +
-                            " characters that the bus carries at once",
-                        NOT_TRANSLATED);
-    const std::shared_ptr<BrlTranslationResult> result = translator.forwardW(decoded.text);
-    if (const auto failure = takeFailure())
-        return complain(*failure);
-    print(*result);
-    return ALL_TRANSLATED;
-}
-
-/** Every line is tried unless the service is gone. The worst status counts. */
-int translateLines(TranslatorProxy& translator, std::istream& input)
-{
-    int status = ALL_TRANSLATED;
-    std::string line;
-    for (std::size_t number = 1; std::getline(input, line); ++number) {
-        const int lineStatus = translateText(translator, line, "line " + std::to_string(number));
-        status = std::max(status, lineStatus);
-        if (status == NO_SERVICE || !std::cout)
-            break;
-    }
-    return status;
-}
 
 std::string joined(const std::vector<std::string>& words)
 {
@@ -105,73 +23,82 @@ std::string joined(const std::vector<std::string>& words)
     return text;
 }
 
-int translateAll(TranslatorProxy& translator, const Options& options)
+/** Of the terminal that is written to; where there is none, of most. */
+std::size_t terminalColumns()
 {
-    const int status = options.words.empty()
-                           ? translateLines(translator, std::cin)
-                           : translateText(translator, joined(options.words), "text");
-    if (!std::cout.flush())
-        return complain("cannot write to standard output", NOT_TRANSLATED);
+    winsize size{};
+    const bool isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0; // NOLINT(*-vararg)
+    return isTerminal && size.ws_col > 0 ? size.ws_col : ViewOptions().terminalColumns;
+}
+
+Status listRoles(Session& session, Output& output)
+{
+    for (const Role& role : allRoles()) {
+        const TranslatorProxy& translator = session.use({std::nullopt, &role});
+        std::string name = role.name;
+        name.resize(10, ' ');
+        output.write(name + translator.getID() + ", grade " +
+                     std::to_string(translator.getGrade()) + '\n');
+    }
+    return Status::ALL_TRANSLATED;
+}
+
+Status translate(Session& session, const Options& options, Output& output)
+{
+    session.use(options.choice);
+    Filter filter(session, options, output);
+    return options.words.empty() ? filter.translateStandardInput()
+                                 : filter.translate(joined(options.words));
+}
+
+Status run(const Options& options, Output& output)
+{
+    Session session;
+    if (options.profile)
+        session.changeProfile(*options.profile);
+    return options.listsRoles ? listRoles(session, output) : translate(session, options, output);
+}
+
+/** What is translated is written, also where something goes wrong then. */
+Status runAndFlush(const Options& options)
+{
+    Output output(options.isLineBuffered || isatty(STDOUT_FILENO) != 0);
+    Status status = Status::ALL_TRANSLATED;
+    try {
+        status = run(options, output);
+    } catch (const Complaint& complaint) {
+        status = complain(complaint);
+    }
+    output.flush();
     return status;
 }
 
-int withNamedTranslator(const std::string& name, const Options& options)
+Status runAsAsked(int argc, char** argv)
 {
-    if (const auto offset = decodeUtf8(name).malformedAt)
-        return complainOfMalformed("translator", *offset, WRONG_USE);
-    Translation translation;
-    TranslatorProxy translator(name, translation.getServiceProxy());
-    return translateAll(translator, options);
-}
-
-int withPreferredTranslator(const Options& options)
-{
-    Translation translation;
-    TranslatorProxy* const translator = translation.getPreferredBrailleTranslatorForDisplay();
-    if (translator == nullptr)
-        return complain(takeFailure().value());
-    return translateAll(*translator, options);
-}
-
-/** The parser's complaint in one line; it may have several. */
-std::string firstLine(const std::string& text)
-{
-    return text.substr(0, text.find('\n'));
-}
-
-int run(int argc, char** argv)
-{
-    CLI::App program("Translates print to braille and shows how the two belong together.\n"
-                     "TEXT is translated as one line; without it, standard input is, line by line.",
-                     "brltranslate");
-    Options options;
-    program.add_option("TEXT", options.words, "What to translate");
-    program.add_option("-t,--translator", options.translator,
-                       "Translate with this translator (name or identifier), not with the one "
-                       "that is preferred for the display");
-    program.set_version_flag("--version", "brltranslate " BRLTRANSLATE_VERSION);
-    try {
-        program.parse(argc, argv);
-    } catch (const CLI::Success& wish) {
-        return program.exit(wish);
-    } catch (const CLI::ParseError& error) {
-        return complain(firstLine(error.what()) + "; see brltranslate --help", WRONG_USE);
+    Options options = parseOptions(argc, argv);
+    if (options.information) {
+        Output output(false);
+        output.write(*options.information);
+        output.flush();
+        return Status::ALL_TRANSLATED;
     }
-    if (options.words.empty() && isatty(STDIN_FILENO) != 0) {
-        std::cerr << program.help();
-        return WRONG_USE;
-    }
-    return options.translator ? withNamedTranslator(*options.translator, options)
-                              : withPreferredTranslator(options);
+    if (options.explores)
+        return explore(options);
+    options.viewOptions.terminalColumns = terminalColumns();
+    return runAndFlush(options);
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
+    reserveStandardStreams();
+    useUtf8Locale();
     try {
-        return run(argc, argv);
+        return static_cast<int>(runAsAsked(argc, argv));
+    } catch (const Complaint& complaint) {
+        return static_cast<int>(complain(complaint));
     } catch (const std::exception& error) {
-        return complain(toFailure(error.what()));
+        return static_cast<int>(complain({Status::NOT_TRANSLATED, error.what()}));
     }
 }

@@ -1,156 +1,256 @@
-#include "support/Command.h"
-#include "support/FakeService.h"
+#include "Brltranslate.h"
 #include "support/PrivateBus.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <string>
-#include <vector>
 
 using testing::AllOf;
-using testing::EndsWith;
 using testing::HasSubstr;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
 
-constexpr const char* PROGRAM = TEST_BUILD_FOLDER "/cli/brltranslate";
-
-using Words = std::vector<std::string>;
-
 /** The program on a bus with the real service. */
 class Brltranslate : public testing::Test
 {
-protected:
-    static Command command(Words arguments, std::string input = "")
-    {
-        arguments.insert(arguments.begin(), PROGRAM);
-        return {std::move(arguments), std::move(input)};
-    }
-
-    static Outcome run(const Words& arguments, const std::string& input = "")
-    {
-        return command(arguments, input).run();
-    }
-
     PrivateBus bus{PrivateBus::Services::REAL};
 };
 
-void expectOneLine(const std::string& text)
+void expectOutput(const Words& arguments, const std::string& expected,
+                  const std::string& input = "")
 {
-    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 1) << text;
-    EXPECT_THAT(text, EndsWith("\n"));
+    const Outcome outcome = run(arguments, input);
+    EXPECT_EQ(outcome.output, expected);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_EQ(outcome.status, 0);
 }
 
 } // namespace
 
-TEST_F(Brltranslate, PrintsSourceBrailleAndPositionMap)
+TEST_F(Brltranslate, PrintsTheBrailleOfItsArguments)
 {
-    const Outcome outcome = run({"the", "knowledge"});
-    EXPECT_EQ(outcome.status, 0) << outcome.errors;
-    EXPECT_EQ(outcome.output, "source   the knowledge\n"
-                              "braille  \u282e\u2800\u2805\n"
-                              "map      0 0 0 1 2 2 2 2 2 2 2 2 2 3\n");
-    EXPECT_EQ(outcome.errors, "");
-}
-
-TEST_F(Brltranslate, GivesTheSameBrailleAsTheEnginesOwnProgram)
-{
-    const std::string text = "The quick brown fox jumps over the lazy dog.";
-    const Command engine{{"lou_translate", "--forward", "unicode.dis,en-ueb-g2.ctb"}, text + "\n"};
-    const std::string expected = engine.run().output;
-    ASSERT_THAT(expected, EndsWith("\u2832\n"));
-    const Outcome outcome = run({text});
-    EXPECT_THAT(outcome.output, HasSubstr("\nbraille  " + expected));
-    const std::size_t cells = (expected.size() - 1) / 3;
-    EXPECT_THAT(outcome.output, EndsWith(" " + std::to_string(cells) + "\n"));
+    expectOutput({"the", "knowledge"}, "\u282e\u2800\u2805\n");
 }
 
 TEST_F(Brltranslate, TranslatesStandardInputLineByLine)
 {
-    const Outcome outcome = run({}, "and\n\nfor");
+    expectOutput({}, "\u282f\n\n\u283f\n", "and\n\nfor");
+}
+
+TEST_F(Brltranslate, TranslatesArgumentsWithSeveralLinesLineByLine)
+{
+    expectOutput({"and\nfor"}, "\u282f\n\u283f\n");
+}
+
+TEST_F(Brltranslate, TranslatesLinesThatAreLongerThanAnyBuffer)
+{
+    const std::string line(200000, 'a');
+    const Outcome outcome = run({"-t", "en-ueb-g1.ctb"}, line + '\n' + line + '\n');
     EXPECT_EQ(outcome.status, 0);
-    EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n"
-                              "source   \nbraille  \nmap      0\n"
-                              "source   for\nbraille  \u283f\nmap      0 0 0 1\n");
+    EXPECT_EQ(outcome.output.size(), 2 * (3 * line.size() + 1));
+}
+
+TEST_F(Brltranslate, PrintsUtf8WhateverTheLocale)
+{
+    Command elsewhere = brltranslate({"--map", "\u00fc"});
+    elsewhere.environment = {{"LC_ALL", "C"}};
+    EXPECT_THAT(elsewhere.run().output, StartsWith("\u00fc"));
 }
 
 TEST_F(Brltranslate, TranslatesWithTheTranslatorThatIsNamed)
 {
     for (const char* name :
          {"en-ueb-g1.ctb", "en-ueb-g1", "Unified English uncontracted braille"}) {
-        EXPECT_THAT(run({"--translator", name, "and"}).output,
-                    HasSubstr("braille  \u2801\u281d\u2819\n"));
-        EXPECT_THAT(run({"-t", name}, "and\n").output, HasSubstr("\u2801\u281d\u2819\n"));
+        expectOutput({"--translator", name, "and"}, "\u2801\u281d\u2819\n");
+        expectOutput({"-t", name}, "\u2801\u281d\u2819\n", "and\n");
     }
 }
 
-TEST_F(Brltranslate, ReportsMalformedUtf8WithItsOffsetAndTranslatesTheRest)
+TEST_F(Brltranslate, TranslatesWithTheTranslatorThatHasTheRole)
 {
-    const Outcome outcome = run({}, "and\nt\xffo\nfor\nab\xe2\x82\nthe\n");
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "brltranslate: line 2: malformed UTF-8 at byte offset 1\n"
-                              "brltranslate: line 4: malformed UTF-8 at byte offset 2\n");
-    EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n"
-                              "source   for\nbraille  \u283f\nmap      0 0 0 1\n"
-                              "source   the\nbraille  \u282e\nmap      0 0 0 1\n");
+    expectOutput({"--profile", "en-us", "--roles"}, "display   en-ueb-g2.ctb, grade 2\n"
+                                                    "entry     en-ueb-g2.ctb, grade 2\n"
+                                                    "computer  en_US-comp8-ext.tbl, grade 0\n"
+                                                    "grade1    en-ueb-g1.ctb, grade 1\n");
+    expectOutput({"--role", "display", "And"}, "\u2820\u282f\n");
+    expectOutput({"--role", "entry", "And"}, "\u2820\u282f\n");
+    expectOutput({"--role", "computer", "And"}, "\u2841\u281d\u2819\n");
+    expectOutput({"--role", "grade1", "And"}, "\u2820\u2801\u281d\u2819\n");
 }
 
-TEST_F(Brltranslate, ReportsMalformedUtf8InItsArguments)
+TEST_F(Brltranslate, SwitchesTheServiceToAProfileForAllThatFollows)
 {
-    const Outcome outcome = run({"a", "b\xc0"});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_EQ(outcome.errors, "brltranslate: text: malformed UTF-8 at byte offset 3\n");
+    expectOutput({"-p", "de", "auch"}, "\u280c\n");
+    expectOutput({"auch"}, "\u280c\n");
 }
 
-TEST_F(Brltranslate, NamesAnUnknownOption)
+TEST_F(Brltranslate, TranslatesBackFromPatternsAndBlanks)
 {
-    const Outcome outcome = run({"--bogus", "x"});
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.output, "");
-    expectOneLine(outcome.errors);
-    EXPECT_THAT(outcome.errors, AllOf(StartsWith("brltranslate: "), HasSubstr("--bogus")));
+    expectOutput({"--back", "\u282e\u2800\u2805"}, "the knowledge\n");
+    expectOutput({"-b"}, "the knowledge\nand\n", "\u282e \u2805\n\u282f\n");
 }
 
-TEST_F(Brltranslate, NamesAnUnknownTranslator)
+TEST_F(Brltranslate, TranslatesBackFromNumbersOfDots)
 {
-    const Outcome outcome = run({"-t", "no-such-table", "x"});
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.output, "");
-    expectOneLine(outcome.errors);
-    EXPECT_THAT(outcome.errors, AllOf(StartsWith("brltranslate: "), HasSubstr("no-such-table")));
+    expectOutput({"-b", "--dots", "2346-0-13"}, "the knowledge\n");
+    expectOutput({"-b", "--dots", "2346 13"}, "the knowledge\n");
 }
 
-TEST_F(Brltranslate, TakesNoTranslatorThatHasNoNameOrNoneInUtf8)
+TEST_F(Brltranslate, PrintsNumbersOfDotsThatItReadsBack)
 {
-    const Outcome empty = run({"-t", "", "x"});
-    EXPECT_EQ(empty.status, 2);
-    EXPECT_THAT(empty.errors, HasSubstr("no translator is named \"\""));
-    const Outcome malformed = run({"-t", "caf\xe9", "x"});
-    EXPECT_EQ(malformed.status, 2);
-    EXPECT_EQ(malformed.errors, "brltranslate: translator: malformed UTF-8 at byte offset 3\n");
+    expectOutput({"--cells", "the knowledge"}, "2346-0-13\n");
+    expectOutput({"--cells"}, "\n", "\n");
+    const Outcome dots = run({"--cells"}, "The knowledge of reading.\nAnd more.\n");
+    expectOutput({"-b", "--dots"}, "The knowledge of reading.\nAnd more.\n", dots.output);
 }
 
-TEST_F(Brltranslate, RefusesALineThatTheBusCannotCarryAndTranslatesTheRest)
+TEST_F(Brltranslate, ShowsTheCursorAsDots7And8)
 {
-    const Outcome outcome = run({}, std::string(8000001, 'a') + "\nand\n");
-    EXPECT_EQ(outcome.status, 1);
-    expectOneLine(outcome.errors);
-    EXPECT_THAT(outcome.errors, StartsWith("brltranslate: line 1: more than the 8000000"));
-    EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n");
+    expectOutput({"--cursor", "4", "the knowledge"}, "\u282e\u2800\u28c5\n");
+    expectOutput({"-c", "3", "--cells", "the knowledge"}, "2346-78-13\n");
 }
 
-TEST_F(Brltranslate, PrintsItsUsageOnATerminalWithoutText)
+TEST_F(Brltranslate, ShowsACursorBehindTheTextInACellOfItsOwn)
 {
-    Command onTerminal = command({});
-    onTerminal.isOnTerminal = true;
-    const Outcome outcome = onTerminal.run();
-    EXPECT_EQ(outcome.status, 2);
-    EXPECT_EQ(outcome.output, "");
-    EXPECT_THAT(outcome.errors, HasSubstr("Usage: brltranslate"));
+    expectOutput({"-c", "3", "and"}, "\u282f\u28c0\n");
+    expectOutput({"-c", "0", ""}, "\u28c0\n");
+}
+
+TEST_F(Brltranslate, FoldsBrailleToTheWidthOfADisplayAtBlanks)
+{
+    expectOutput({"--width", "4", "the knowledge of reading"},
+                 "0..14   \u282e\u2800\u2805\n"
+                 "14..17  \u2837\n"
+                 "17..24  \u2817\u2802\u2819\u282c\n");
+    expectOutput({"--width", "40", "the knowledge"}, "0..13   \u282e\u2800\u2805\n");
+    expectOutput({"--width", "40", ""}, "0..0\n");
+}
+
+TEST_F(Brltranslate, FoldsAWordThatIsTooLongBetweenContractions)
+{
+    // The last two cells, of "tion", stay together.
+    expectOutput({"--width", "3", "--cells", "nation"}, "0..2  1345-1\n2..6  56-1345\n");
+}
+
+TEST_F(Brltranslate, CutsWhatIsWiderThanTheDisplayByItself)
+{
+    expectOutput({"--width", "1", "--cells", "The"}, "0..3  6\n0..3  2346\n");
+}
+
+TEST_F(Brltranslate, AlignsSourceAndBrailleInColumns)
+{
+    expectOutput({"--map", "The knowledge of reading"},
+                 "The\u2502 \u2502knowledge\u2502 \u2502of\u2502 \u2502r\u2502ea\u2502d\u2502ing\n"
+                 "\u2820\u282e \u2502\u2800\u2502\u2805        \u2502\u2800\u2502\u2837 "
+                 "\u2502\u2800\u2502\u2817\u2502\u2802 \u2502\u2819\u2502\u282c\n");
+}
+
+TEST_F(Brltranslate, AlignsBrailleAndPrintOnTheWayBack)
+{
+    expectOutput({"-b", "-m", "\u282e\u2800\u2805"},
+                 "\u282e  \u2502\u2800\u2502\u2805\nthe\u2502 \u2502knowledge\n");
+}
+
+TEST_F(Brltranslate, AlignsNumbersOfDots)
+{
+    expectOutput({"-m", "--cells", "the of"}, "the \u2502 \u2502of\n2346\u25020\u250212356\n");
+}
+
+TEST_F(Brltranslate, ContinuesALongMapInAnotherPairOfRows)
+{
+    const Outcome outcome = run({"-m", "-t", "en-ueb-g1.ctb", std::string(100, 'a')});
+    const auto lines = linesOf(outcome.output);
+    ASSERT_EQ(lines.size(), 3 * 3 - 1U) << outcome.output;
+    EXPECT_EQ(lines[2], "");
+    EXPECT_EQ(lines[7], run({"-m", "-t", "en-ueb-g1.ctb", std::string(20, 'a')})
+                            .output.substr(20 + 19 * 3 + 1, 20 * 3 + 19 * 3));
+}
+
+TEST_F(Brltranslate, HasAPairOfRowsForEachLineOfTheDisplay)
+{
+    expectOutput({"-m", "--width", "3", "the knowledge"}, "0..13\n"
+                                                          "the\u2502 \u2502knowledge\n"
+                                                          "\u282e  \u2502\u2800\u2502\u2805\n");
+    const Outcome narrow = run({"-m", "--width", "1", "the knowledge"});
+    EXPECT_EQ(narrow.output, "0..4\nthe\u2502 \n\u282e  \u2502\u2800\n\n"
+                             "4..13\nknowledge\n\u2805\n");
+}
+
+TEST_F(Brltranslate, AlignsWideCombiningAndControlCharacters)
+{
+    const Words arguments = {"-m", "-t", "zh-tw.ctb"};
+    const std::string wide = run({"-m", "-t", "zh-tw.ctb", "\u4e2d\u6587"}).output;
+    // Three cells under a character that takes two columns.
+    EXPECT_EQ(linesOf(wide)[0], "\u4e2d \u2502\u6587");
+    const std::string combining = run({"-m", "-t", "en-ueb-g1.ctb", "a\u0301\tb"}).output;
+    EXPECT_THAT(combining, AllOf(HasSubstr("\u2409"), Not(HasSubstr("\t"))));
+}
+
+TEST_F(Brltranslate, KeepsColumnsOfRightToLeftTextInTheirPlaces)
+{
+    const std::string hebrew = "\u05d0\u05d1";
+    const Outcome outcome = run({"-m", "-t", "he-IL.utb", hebrew});
+    EXPECT_EQ(linesOf(outcome.output)[0], "\u200e\u2068\u05d0\u2069\u2502\u2068\u05d1\u2069");
+}
+
+TEST_F(Brltranslate, ExplainsAPositionInWords)
+{
+    expectOutput({"--explain", "5", "the knowledge of"}, "character 5: n\n"
+                                                         "part of characters 4 to 12: knowledge\n"
+                                                         "cell 2: \u2805 13\n"
+                                                         "before: character 3: space, cell 1: "
+                                                         "\u2800 0\n"
+                                                         "after: character 13: space, cell 3: "
+                                                         "\u2800 0\n");
+    expectOutput({"--explain", "0", "The"}, "character 0: T\n"
+                                            "part of characters 0 to 2: The\n"
+                                            "cells 0 to 1: \u2820\u282e 6-2346\n"
+                                            "before: nothing\n"
+                                            "after: nothing\n");
+}
+
+TEST_F(Brltranslate, ExplainsACellOnTheWayBack)
+{
+    expectOutput({"-b", "--explain", "2", "\u282e\u2800\u2805"},
+                 "cell 2: \u2805 13\n"
+                 "characters 4 to 12: knowledge\n"
+                 "before: cell 1: \u2800 0, character 3: space\n"
+                 "after: nothing\n");
+}
+
+TEST_F(Brltranslate, PrintsJsonObjects)
+{
+    expectOutput({"--json", "-t", "en-ueb-g2"},
+                 "{\"direction\":\"forward\",\"translator\":\"en-ueb-g2.ctb\",\"source\":\"the\","
+                 "\"translation\":\"\u282e\",\"map\":[0,0,0,1]}\n"
+                 "{\"direction\":\"forward\",\"translator\":\"en-ueb-g2.ctb\","
+                 "\"source\":\"\\\"\\\\\",\"translation\":\"\u2820\u2836\u2838\u2821\","
+                 "\"map\":[0,2,4]}\n",
+                 "the\n\"\\\n");
+    expectOutput({"--json", "-b", "-t", "en-ueb-g2", "-c", "1", "\u282e\u2800"},
+                 "{\"direction\":\"back\",\"translator\":\"en-ueb-g2.ctb\","
+                 "\"source\":\"\u282e\u2800\",\"translation\":\"the \",\"map\":[0,3,4],"
+                 "\"cursor\":{\"source\":1,\"translation\":3}}\n");
+}
+
+TEST_F(Brltranslate, PrintsTheLibrarysDump)
+{
+    expectOutput({"--dump", "the"}, "isForward: 1\n"
+                                    " UntranslatedW: the\n"
+                                    " TranslatedW: \u282e\n"
+                                    " PosMap: posMap [0 0 0 1 ]\n"
+                                    " PosMapComputed: PosMapComputed [1 1 1 1 ]\n");
+}
+
+TEST_F(Brltranslate, PrintsThePositionMap)
+{
+    expectOutput({"--positions", "the knowledge"}, "source   the knowledge\n"
+                                                   "braille  \u282e\u2800\u2805\n"
+                                                   "map      0 0 0 1 2 2 2 2 2 2 2 2 2 3\n");
+    expectOutput({"--positions", "-b", "\u282e"}, "source   \u282e\nprint    the\nmap      0 3\n");
 }
 
 TEST_F(Brltranslate, PrintsHelpAndVersionWhenAsked)
@@ -158,73 +258,4 @@ TEST_F(Brltranslate, PrintsHelpAndVersionWhenAsked)
     EXPECT_THAT(run({"--help"}).output, HasSubstr("--translator"));
     EXPECT_EQ(run({"--help"}).status, 0);
     EXPECT_EQ(run({"--version"}).output, "brltranslate " TEST_VERSION "\n");
-}
-
-TEST_F(Brltranslate, SaysThatItCannotWrite)
-{
-    Command full = command({"x"});
-    full.outputFile = "/dev/full";
-    const Outcome outcome = full.run();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "brltranslate: cannot write to standard output\n");
-}
-
-TEST(BrltranslateWithoutAnything, NamesThePackageWithTheTables)
-{
-    const std::string none = testing::TempDir();
-    setenv("LOUIS_TABLEPATH", none.c_str(), 1);
-    const PrivateBus bus(PrivateBus::Services::REAL);
-    unsetenv("LOUIS_TABLEPATH");
-    for (const Words& words : {Words{PROGRAM, "x"}, {PROGRAM, "-t", "en-ueb-g2.ctb", "x"}}) {
-        const Outcome outcome = Command{words, ""}.run();
-        EXPECT_EQ(outcome.status, 1);
-        EXPECT_EQ(outcome.output, "");
-        expectOneLine(outcome.errors);
-        EXPECT_THAT(outcome.errors, HasSubstr("liblouis-data"));
-    }
-}
-
-TEST(BrltranslateWithoutAnything, SaysThatThereIsNoService)
-{
-    const PrivateBus bus;
-    const Outcome outcome = Command{{PROGRAM}, "a\nb\n"}.run();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_EQ(outcome.output, "");
-    expectOneLine(outcome.errors);
-    EXPECT_THAT(outcome.errors, HasSubstr("service cannot be reached"));
-}
-
-TEST(BrltranslateWithoutAnything, SaysThatThereIsNoBus)
-{
-    const Outcome outcome =
-        Command{{PROGRAM, "x"}, "", {{"DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus"}}}
-            .run();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_EQ(outcome.output, "");
-    expectOneLine(outcome.errors);
-}
-
-TEST(BrltranslateWithAFakeService, StopsAtTheLineAtWhichTheServiceIsGone)
-{
-    const PrivateBus bus;
-    FakeService service(bus.address());
-    service.on("getPreferredBrailleTranslatorForDisplay",
-               answer::translator(2, "Some table", true, "some.ctb"));
-    service.on("forwardW", answer::error("org.freedesktop.DBus.Error.NoReply", "gone"));
-    const Outcome outcome = Command{{PROGRAM}, "a\nb\n"}.run();
-    EXPECT_EQ(outcome.status, 3);
-    EXPECT_EQ(outcome.errors, "brltranslate: the Translator service cannot be reached: gone\n");
-    EXPECT_THAT(service.calls(), testing::SizeIs(2));
-}
-
-TEST(BrltranslateWithAFakeService, GoesOnBehindALineThatTheServiceRefuses)
-{
-    const PrivateBus bus;
-    FakeService service(bus.address());
-    service.on("getPreferredBrailleTranslatorForDisplay",
-               answer::translator(2, "Some table", true, "some.ctb"));
-    service.on("forwardW", answer::error("braille.translator.Error.TooLong", "too long"));
-    const Outcome outcome = Command{{PROGRAM}, "a\nb\n"}.run();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_EQ(outcome.errors, "brltranslate: too long\nbrltranslate: too long\n");
 }

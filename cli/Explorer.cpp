@@ -1,0 +1,210 @@
+#include "Explorer.h"
+
+#include "Complaint.h"
+#include "Exploration.h"
+#include "Screen.h"
+#include "StandardStreams.h"
+#include "Utf8.h"
+
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <curses.h>
+#include <cwctype>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t DEFAULT_WIDTH = 40;
+constexpr std::size_t LONGEST_LINE = 4000000;
+constexpr std::chrono::seconds BETWEEN_REFRESHES(1);
+constexpr const wchar_t* PROFILE_PROMPT = L"Profile: ";
+
+// Nobody looks at a view that stands still for the 25 s that a call may take.
+constexpr const char* PATIENCE = "5s";
+
+constexpr wchar_t BACKSPACE = 8;
+constexpr wchar_t TAB = 9;
+constexpr wchar_t LINE_FEED = 10;
+constexpr wchar_t CARRIAGE_RETURN = 13;
+constexpr wchar_t CONTROL_X = 24;
+constexpr wchar_t ESCAPE = 27;
+constexpr wchar_t DELETE = 127;
+
+Complaint cannotRead(const std::string& file, const std::string& why)
+{
+    return {Status::NOT_TRANSLATED, "cannot read " + file + ": " + why};
+}
+
+std::vector<std::wstring> linesOf(const std::string& file)
+{
+    const int descriptor = open(file.c_str(), O_RDONLY | O_CLOEXEC); // NOLINT(*-vararg)
+    if (descriptor < 0)
+        throw cannotRead(file, std::generic_category().message(errno));
+    LineReader reader(descriptor, file, LONGEST_LINE);
+    std::vector<std::wstring> lines;
+    for (std::string line; reader.next(line);) {
+        DecodedText decoded = decodeUtf8(line);
+        if (decoded.malformedAt)
+            throw cannotRead(file, "line " + std::to_string(lines.size() + 1) +
+                                       ": malformed UTF-8 at byte offset " +
+                                       std::to_string(*decoded.malformedAt));
+        lines.push_back(std::move(decoded.text));
+    }
+    close(descriptor);
+    return lines;
+}
+
+/**
+ * Signals that end a program end this one in its own time, because the terminal has
+ * to be restored, and that is nothing for a signal handler.
+ */
+class EndingSignals
+{
+public:
+    EndingSignals()
+    {
+        struct sigaction action = {};
+        action.sa_handler = [](int number) { arrived = number; };
+        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+            sigaction(number, &action, nullptr);
+    }
+
+    static bool hasCome() { return arrived != 0; }
+
+    /** Once the terminal is restored. Returns if none has come. */
+    static void obey()
+    {
+        if (!hasCome())
+            return;
+        struct sigaction action = {};
+        action.sa_handler = SIG_DFL;
+        sigaction(arrived, &action, nullptr);
+        kill(getpid(), arrived);
+    }
+
+private:
+    static inline volatile std::sig_atomic_t arrived = 0;
+};
+
+/** Turns keys into what they mean, until one means the end. */
+class Explorer
+{
+public:
+    Explorer(std::vector<std::wstring> lines, const Options& options)
+        : exploration(std::move(lines), options.choice,
+                      options.viewOptions.width.value_or(DEFAULT_WIDTH))
+    {
+    }
+
+    void run()
+    {
+        while (!isDone && !EndingSignals::hasCome()) {
+            screen.draw(exploration, prompt ? std::optional(PROFILE_PROMPT + *prompt) : prompt);
+            const std::optional<Key> key = Screen::key(BETWEEN_REFRESHES);
+            if (key)
+                take(*key);
+            else
+                exploration.refresh();
+        }
+    }
+
+private:
+    void take(const Key& key)
+    {
+        exploration.acknowledge();
+        if (prompt)
+            answer(key);
+        else if (key.isFunction)
+            pressFunction(static_cast<int>(key.code));
+        else
+            pressCharacter(key.code);
+    }
+
+    void pressFunction(int code)
+    {
+        struct Binding
+        {
+            int code;
+            void (Exploration::*operation)();
+        };
+        static constexpr Binding BINDINGS[] = {
+            {KEY_LEFT, &Exploration::left},     {KEY_RIGHT, &Exploration::right},
+            {KEY_UP, &Exploration::up},         {KEY_DOWN, &Exploration::down},
+            {KEY_HOME, &Exploration::home},     {KEY_END, &Exploration::end},
+            {KEY_ENTER, &Exploration::enter},   {KEY_BACKSPACE, &Exploration::eraseBefore},
+            {KEY_DC, &Exploration::eraseAt},    {KEY_BTAB, &Exploration::switchSide},
+            {KEY_F(2), &Exploration::nextRole},
+        };
+        for (const Binding& binding : BINDINGS) {
+            if (binding.code == code)
+                (exploration.*binding.operation)();
+        }
+        if (code == KEY_F(3))
+            prompt.emplace();
+        isDone = code == KEY_F(10);
+    }
+
+    void pressCharacter(wchar_t character)
+    {
+        switch (character) {
+        case TAB:
+            return exploration.switchSide();
+        case LINE_FEED:
+        case CARRIAGE_RETURN:
+            return exploration.enter();
+        case BACKSPACE:
+        case DELETE:
+            return exploration.eraseBefore();
+        case CONTROL_X:
+            isDone = true;
+            return;
+        default:
+            if (std::iswcntrl(static_cast<std::wint_t>(character)) == 0)
+                exploration.insert(character);
+        }
+    }
+
+    /** A key while the name of a profile is asked for. */
+    void answer(const Key& key)
+    {
+        const bool isEnter = key.isFunction ? key.code == KEY_ENTER
+                                            : key.code == CARRIAGE_RETURN || key.code == LINE_FEED;
+        const bool isErase = key.isFunction ? key.code == KEY_BACKSPACE
+                                            : key.code == BACKSPACE || key.code == DELETE;
+        if (isEnter)
+            exploration.changeProfile(encodeUtf8(*std::exchange(prompt, std::nullopt)));
+        else if (isErase && !prompt->empty())
+            prompt->pop_back();
+        else if (!key.isFunction && key.code == ESCAPE)
+            prompt.reset();
+        else if (!key.isFunction && std::iswcntrl(static_cast<std::wint_t>(key.code)) == 0)
+            *prompt += key.code;
+    }
+
+    Exploration exploration;
+    Screen screen;
+    std::optional<std::wstring> prompt;
+    bool isDone = false;
+};
+
+} // namespace
+
+Status explore(const Options& options)
+{
+    if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
+        throw Complaint(Status::WRONG_USE, "--explore needs a terminal");
+    if (options.words.size() > 1)
+        throw Complaint(Status::WRONG_USE, "--explore takes one file at most");
+    auto lines = options.words.empty() ? std::vector<std::wstring>() : linesOf(options.words[0]);
+    setenv("SYSTEMD_BUS_TIMEOUT", PATIENCE, 0); // NOLINT(concurrency-mt-unsafe)
+    if (options.profile)
+        Session().changeProfile(*options.profile);
+    const EndingSignals signals;
+    Explorer(std::move(lines), options).run();
+    EndingSignals::obey();
+    return Status::ALL_TRANSLATED;
+}

@@ -1,0 +1,169 @@
+#include "Filter.h"
+
+#include "Cells.h"
+#include "FailureReport.h"
+#include "Utf8.h"
+
+#include <libBrailleTranslate/BrlTranslationResult.h>
+
+#include <algorithm>
+#include <atomic>
+#include <exception>
+#include <optional>
+#include <thread>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+// Beyond it, a line is too long for the bus whatever is in it.
+constexpr std::size_t LONGEST_LINE = 40000000;
+
+// A call is mostly waiting for other processes: lines that are there already go to the
+// service over several connections at once. A few are not worth opening them.
+constexpr std::size_t MOST_CONNECTIONS = 4;
+constexpr std::size_t LINES_WORTH_HELP = 16;
+constexpr std::size_t MOST_LINES_AT_ONCE = 256;
+
+std::wstring decoded(const std::string& bytes)
+{
+    DecodedText text = decodeUtf8(bytes);
+    if (text.malformedAt)
+        throw Complaint(Status::NOT_TRANSLATED,
+                        "malformed UTF-8 at byte offset " + std::to_string(*text.malformedAt));
+    return std::move(text.text);
+}
+
+} // namespace
+
+/** A line of the input, and what becomes of it. */
+struct Filter::Line
+{
+    std::string input;
+    std::string output = {};
+    std::optional<Complaint> complaint = {};
+
+    bool endsAll() const { return complaint && complaint->status() == Status::NO_SERVICE; }
+};
+
+Filter::Filter(Session& connection, const Options& wishes, Output& destination)
+    : session(connection), options(wishes), output(destination), progress(!wishes.isQuiet)
+{
+}
+
+Filter::~Filter() = default;
+
+Status Filter::translate(const std::string& text)
+{
+    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
+        end = text.find('\n', begin);
+        std::vector<Line> line = {{text.substr(begin, end - begin)}};
+        translateLines(line);
+    }
+    return worst;
+}
+
+Status Filter::translateStandardInput()
+{
+    LineReader reader(STDIN_FILENO, "standard input", LONGEST_LINE);
+    for (std::string line; reader.next(line);) {
+        std::vector<Line> lines = {{std::move(line)}};
+        while (lines.size() < MOST_LINES_AT_ONCE && reader.hasLine() && reader.next(line))
+            lines.push_back({std::move(line)});
+        translateLines(lines);
+    }
+    return worst;
+}
+
+void Filter::translateLines(std::vector<Line>& lines)
+{
+    if (lines.size() >= LINES_WORTH_HELP)
+        translateTogether(lines);
+    for (Line& line : lines) {
+        if (lines.size() < LINES_WORTH_HELP)
+            translateLine(session, line);
+        write(line);
+    }
+}
+
+void Filter::translateTogether(std::vector<Line>& lines)
+{
+    std::atomic<std::size_t> next = 0;
+    std::atomic<bool> isOver = false;
+    const auto takeLines = [&](Session* with) {
+        while (with != nullptr && !isOver) {
+            const std::size_t number = next++;
+            if (number >= lines.size())
+                return;
+            translateLine(*with, lines[number]);
+            if (lines[number].endsAll())
+                isOver = true;
+        }
+    };
+    std::vector<std::thread> threads;
+    helpers.resize(MOST_CONNECTIONS - 1);
+    for (std::unique_ptr<Session>& helper : helpers)
+        threads.emplace_back([&] { takeLines(connected(helper)); });
+    takeLines(&session);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+/** Without it, the others have more to do. */
+Session* Filter::connected(std::unique_ptr<Session>& helper) const
+try {
+    if (helper == nullptr) {
+        auto opened = std::make_unique<Session>();
+        opened->use({session.translatorId(), nullptr});
+        helper = std::move(opened);
+    }
+    return helper.get();
+} catch (const std::exception&) {
+    return nullptr;
+}
+
+void Filter::translateLine(Session& with, Line& line) const
+try {
+    line.output = translated(with, line.input);
+} catch (const Complaint& complaint) {
+    line.complaint = complaint;
+} catch (const std::exception& error) {
+    line.complaint = Complaint(Status::NOT_TRANSLATED, error.what());
+}
+
+std::string Filter::translated(Session& with, const std::string& line) const
+{
+    std::wstring text = decoded(line);
+    if (options.isBack)
+        text = options.inputIsDots ? cellsOfDots(text) : cellsOfText(std::move(text));
+    requireCursorIn(text);
+    const auto cursor = options.viewOptions.cursor;
+    const auto result = options.isBack ? with.back(text, cursor) : with.forward(text, cursor);
+    std::string view = options.view(*result, options.viewOptions);
+    throwIfACallHasFailed();
+    return view;
+}
+
+void Filter::requireCursorIn(const std::wstring& text) const
+{
+    const auto cursor = options.viewOptions.cursor;
+    if (cursor && static_cast<std::size_t>(*cursor) > text.size())
+        throw Complaint(Status::NOT_TRANSLATED,
+                        "the cursor, at position " + std::to_string(*cursor) +
+                            ", is outside the text, whose end is at position " +
+                            std::to_string(text.size()));
+}
+
+void Filter::write(const Line& line)
+{
+    ++done;
+    if (line.complaint) {
+        const std::string what = "line " + std::to_string(done) + ": " + line.complaint->what();
+        if (line.endsAll())
+            throw Complaint(Status::NO_SERVICE, what);
+        progress.clear();
+        worst = std::max(worst, complain({line.complaint->status(), what}));
+    }
+    output.write(line.output);
+    progress.show(done);
+}

@@ -1,0 +1,99 @@
+#include "StandardStreams.h"
+
+#include "Complaint.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <fcntl.h>
+#include <system_error>
+#include <unistd.h>
+#include <utility>
+
+namespace {
+
+constexpr std::size_t BUFFER_SIZE = 65536;
+
+Complaint cannot(const std::string& what)
+{
+    return {Status::NOT_TRANSLATED,
+            "cannot " + what + ": " + std::generic_category().message(errno)};
+}
+
+} // namespace
+
+void reserveStandardStreams()
+{
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        // open() takes the lowest number that is free, and the wrong mode keeps it unusable.
+        if (fcntl(stream, F_GETFD) < 0)
+            open("/dev/null", stream == STDIN_FILENO ? O_WRONLY : O_RDONLY); // NOLINT(*-vararg)
+    }
+}
+
+LineReader::LineReader(int fileDescriptor, std::string name, std::size_t longestInBytes)
+    : file(fileDescriptor), fileName(std::move(name)), longest(longestInBytes)
+{
+}
+
+bool LineReader::next(std::string& line)
+{
+    line.clear();
+    bool isThere = false;
+    while (used < buffer.size() || fill()) {
+        isThere = true;
+        const std::size_t end = buffer.find('\n', used);
+        const std::size_t partEnd = std::min(end, buffer.size());
+        keep(line, std::string_view(buffer).substr(used, partEnd - used));
+        used = partEnd;
+        if (end != std::string::npos) {
+            ++used;
+            break;
+        }
+    }
+    return isThere;
+}
+
+bool LineReader::fill()
+{
+    used = 0;
+    buffer.resize(BUFFER_SIZE);
+    ssize_t count = -1;
+    do
+        count = read(file, buffer.data(), buffer.size());
+    while (count < 0 && errno == EINTR);
+    if (count < 0) {
+        buffer.clear();
+        throw cannot("read " + fileName);
+    }
+    buffer.resize(static_cast<std::size_t>(count));
+    return count > 0;
+}
+
+void LineReader::keep(std::string& line, std::string_view part) const
+{
+    line.append(part.substr(0, longest - std::min(longest, line.size())));
+}
+
+void Output::write(std::string_view lines)
+{
+    buffer.append(lines);
+    if (lineBuffered || buffer.size() >= BUFFER_SIZE)
+        flush();
+}
+
+void Output::flush()
+{
+    std::string_view rest = buffer;
+    while (!rest.empty()) {
+        const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
+        if (count < 0 && errno == EINTR)
+            continue;
+        if (count < 0) {
+            // Nobody is to try again.
+            buffer.clear();
+            throw cannot("write to standard output");
+        }
+        rest.remove_prefix(static_cast<std::size_t>(count));
+    }
+    buffer.clear();
+}
