@@ -7,7 +7,6 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
-#include <regex>
 #include <string>
 #include <vector>
 
@@ -116,9 +115,12 @@ private:
     }
 };
 
-std::string withoutTimes(const std::string& text)
+/** The picture of the view without the one thing that differs from time to time. */
+std::string withoutTime(std::string picture)
 {
-    return std::regex_replace(text, std::regex("[0-9.]+ ms"), "N ms");
+    const std::size_t begin = picture.find("last call ");
+    const std::size_t end = picture.find(" ms", begin);
+    return end == std::string::npos ? picture : picture.erase(begin, end - begin);
 }
 
 } // namespace
@@ -145,5 +147,5 @@ TEST_F(TheWalkThrough, ShowsTheViewAsItIs)
         terminal.press(key);
     const Picture picture = terminal.await(
         [](const Picture& shown) { return shown.cursorRow == 5 && shown.cursorColumn == 3; });
-    EXPECT_EQ(withoutTimes(picture.text()), withoutTimes(joined(blocks("text").at(0))));
+    EXPECT_EQ(withoutTime(picture.text()), withoutTime(joined(blocks("text").at(0))));
 }
