@@ -23,20 +23,24 @@ std::string dotsOf(wchar_t cell)
     return dots.empty() ? "0" : dots;
 }
 
+/** The bit of a dot's number in a cell; none if there is no such dot. */
+wchar_t bitOf(wchar_t dot)
+{
+    return dot >= L'1' && dot <= L'8' ? wchar_t{1} << (dot - L'1') : wchar_t{0};
+}
+
 wchar_t cellOfDots(const std::wstring& dots)
 {
-    wchar_t cell = BLANK_CELL;
-    for (const wchar_t dot : dots) {
-        const auto bit = static_cast<wchar_t>(1U << static_cast<unsigned>(dot - L'1'));
-        if (dot < L'1' || dot > L'8' || (cell & bit) != 0)
-            cell = 0;
-        if (cell == 0)
-            break;
-        cell |= bit;
-    }
     if (dots == L"0")
         return BLANK_CELL;
-    if (cell == 0 || dots.empty())
+    wchar_t cell = BLANK_CELL;
+    bool isWellFormed = !dots.empty();
+    for (const wchar_t dot : dots) {
+        const wchar_t bit = bitOf(dot);
+        isWellFormed = isWellFormed && bit != 0 && (cell & bit) == 0;
+        cell |= bit;
+    }
+    if (!isWellFormed)
         throw Complaint(Status::NOT_TRANSLATED,
                         '"' + encodeUtf8(visible(dots)) +
                             "\" is no cell; give dots 1 to 8, each once, or 0 for a blank cell, "

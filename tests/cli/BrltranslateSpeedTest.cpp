@@ -1,6 +1,7 @@
 #include "Brltranslate.h"
 #include "support/Figures.h"
 #include "support/PrivateBus.h"
+#include "support/Sanitizers.h"
 
 #include <gtest/gtest.h>
 
@@ -40,7 +41,9 @@ TEST_F(BrltranslatesTime, ForALicenceIsAtMostFourTimesThatOfTheEnginesOwnProgram
         engines.measure([&] { expectSuccess(engine); });
         brltranslates.measure([&] { expectSuccess(ours); });
     }
-    EXPECT_LE(brltranslates.median(), 4 * patiently(engines.median()));
+    if (TIMES_ARE_COMPARABLE) {
+        EXPECT_LE(brltranslates.median(), 4 * patiently(engines.median()));
+    }
 }
 
 TEST_F(BrltranslatesTime, ForAWordIsAtMostTwiceThatOfABareCall)
@@ -55,5 +58,7 @@ TEST_F(BrltranslatesTime, ForAWordIsAtMostTwiceThatOfABareCall)
         bareCalls.measure([&] { expectSuccess(bareCall); });
         brltranslates.measure([&] { expectSuccess(ours); });
     }
-    EXPECT_LE(brltranslates.median(), 2 * patiently(bareCalls.median()));
+    if (TIMES_ARE_COMPARABLE) {
+        EXPECT_LE(brltranslates.median(), 2 * patiently(bareCalls.median()));
+    }
 }
