@@ -122,6 +122,17 @@ std::vector<std::wstring> statusOf(const Exploration& exploration, std::size_t r
     return status;
 }
 
+/** Takes the terminal over, if it is one whose cursor can be moved. */
+bool takeTerminal()
+{
+    if (newterm(nullptr, stdout, stdin) == nullptr)
+        return false;
+    if (tigetstr("cup") != nullptr)
+        return true;
+    endwin();
+    return false;
+}
+
 /** A program that ends by a fault leaves the terminal as it was. */
 void restoreTerminalOnTerminate()
 {
@@ -136,8 +147,8 @@ void restoreTerminalOnTerminate()
 
 Screen::Screen()
 {
-    if (newterm(nullptr, stdout, stdin) == nullptr)
-        throw Complaint(Status::WRONG_USE, "--explore does not know this terminal; set TERM to "
+    if (!takeTerminal())
+        throw Complaint(Status::WRONG_USE, "--explore cannot draw on this terminal; set TERM to "
                                            "what it is");
     restoreTerminalOnTerminate();
     cbreak();

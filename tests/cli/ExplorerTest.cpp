@@ -389,6 +389,17 @@ TEST_F(ExplorerWithAFakeService, SaysWhatTheServiceRefuses)
     expectShown(terminal, {"\u2861"}, {"too long"});
 }
 
+TEST_F(ExplorerWithAFakeService, NeedsATerminalThatItCanDrawOn)
+{
+    for (const char* kind : {"dumb", "unheard-of"}) {
+        Terminal terminal(std::string("TERM=") + kind + ' ' + BRLTRANSLATE +
+                              " --explore; echo status $?",
+                          90, 10);
+        expectShown(terminal, {"brltranslate: --explore cannot draw on this terminal; set TERM to "
+                               "what it is\nstatus 2\n"});
+    }
+}
+
 TEST_F(ExplorerWithAFakeService, NamesAFileThatItCannotRead)
 {
     Terminal missing(BRLTRANSLATE + std::string(" --explore /nonexistent; echo $?"), 70, 10);
