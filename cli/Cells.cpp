@@ -4,6 +4,7 @@
 #include "TerminalText.h"
 #include "Utf8.h"
 
+#include <algorithm>
 #include <cstddef>
 
 namespace {
@@ -29,7 +30,8 @@ wchar_t bitOf(wchar_t dot)
     return dot >= L'1' && dot <= L'8' ? wchar_t{1} << (dot - L'1') : wchar_t{0};
 }
 
-wchar_t cellOfDots(const std::wstring& dots)
+/** number: which of the cells it is, for the complaint. */
+wchar_t cellOfDots(const std::wstring& dots, std::size_t number)
 {
     if (dots == L"0")
         return BLANK_CELL;
@@ -42,8 +44,8 @@ wchar_t cellOfDots(const std::wstring& dots)
     }
     if (!isWellFormed)
         throw Complaint(Status::NOT_TRANSLATED,
-                        '"' + encodeUtf8(visible(dots)) +
-                            "\" is no cell; give dots 1 to 8, each once, or 0 for a blank cell, "
+                        "cell " + std::to_string(number) + ", \"" + encodeUtf8(visible(dots)) +
+                            "\", is none; give dots 1 to 8, each once, or 0 for a blank cell, "
                             "with hyphens between cells");
     return cell;
 }
@@ -83,10 +85,10 @@ std::wstring cellsOfDots(const std::wstring& dots)
             continue;
         }
         const std::size_t end = std::min(dots.find_first_of(L"- ", begin), dots.size());
-        cells += cellOfDots(dots.substr(begin, end - begin));
+        cells += cellOfDots(dots.substr(begin, end - begin), cells.size());
         const bool isHyphen = end < dots.size() && dots[end] == L'-';
         if (isHyphen && (end + 1 == dots.size() || dots[end + 1] == L' '))
-            cellOfDots(L"");
+            cellOfDots(L"", cells.size());
         begin = isHyphen ? end + 1 : end;
     }
     return cells;

@@ -94,6 +94,7 @@ void Exploration::show()
     shown.emplace(*result, static_cast<int>(edited.position()));
     mapCalls += knownEntries(*result) - before;
     display = shown->displayLines(width);
+    focusedCell = std::min(focusedCell, std::max<std::size_t>(cellCount(), 1) - 1);
 }
 
 void Exploration::forgetTranslation()
@@ -111,7 +112,9 @@ void Exploration::edit(const Operation& operation)
     operation();
     isTranslated = false;
     forgetTranslation();
-    attempt([this] { translate(); });
+    // A service that is gone is looked for when nobody is typing.
+    if (session != nullptr)
+        attempt([this] { translate(); });
 }
 
 template <typename Operation>
@@ -215,7 +218,8 @@ void Exploration::nextRole()
     else
         choice.role = choice.role == &roles.back() ? &roles.front() : choice.role + 1;
     isTranslated = false;
-    refresh();
+    if (session != nullptr)
+        refresh();
 }
 
 void Exploration::changeProfile(const std::string& name)
@@ -242,8 +246,7 @@ std::size_t Exploration::cellCount() const
 
 std::size_t Exploration::brailleLength() const
 {
-    const bool isBehind = edited.position() == edited.line().size();
-    return isBehind && cellCount() > 0 ? cellCount() - 1 : cellCount();
+    return shown ? shown->translatedLength() : 0;
 }
 
 std::size_t Exploration::displayLineOf(std::size_t wantedCell) const
@@ -276,6 +279,11 @@ void Exploration::goToDisplayLine(bool isNext)
 std::wstring Exploration::braille(const Range& cells) const
 {
     return shown ? shown->translatedText(cells) : L"";
+}
+
+std::wstring Exploration::focusedBraille() const
+{
+    return shown ? shown->bareTranslatedText({cell(), cell() + 1}) : L"";
 }
 
 std::string Exploration::translatorInWords() const

@@ -77,6 +77,9 @@ public:
     Range displayedCells() const;
     std::wstring braille(const Range& cells) const;
 
+    /** The cell in focus itself, without the cursor; empty if there is none. */
+    std::wstring focusedBraille() const;
+
     std::string translatorInWords() const;
 
     /** How long the last translation took, and how many more calls its position map. */

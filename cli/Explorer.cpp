@@ -47,6 +47,9 @@ std::vector<std::wstring> linesOf(const std::string& file)
     LineReader reader(descriptor, file, LONGEST_LINE);
     std::vector<std::wstring> lines;
     for (std::string line; reader.next(line);) {
+        if (reader.wasCut())
+            throw cannotRead(file, "line " + std::to_string(lines.size() + 1) + " is longer than " +
+                                       std::to_string(LONGEST_LINE) + " bytes");
         DecodedText decoded = decodeUtf8(line);
         if (decoded.malformedAt)
             throw cannotRead(file, "line " + std::to_string(lines.size() + 1) +
@@ -69,7 +72,7 @@ public:
     {
         struct sigaction action = {};
         action.sa_handler = [](int number) { arrived = number; };
-        for (const int number : {SIGINT, SIGTERM, SIGHUP})
+        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
             sigaction(number, &action, nullptr);
     }
 
@@ -89,6 +92,19 @@ public:
 private:
     static inline volatile std::sig_atomic_t arrived = 0;
 };
+
+/** What is wrong with the names is said before the view opens; a service may come later. */
+void requireNames(const Options& options)
+try {
+    Session session;
+    if (options.choice.name)
+        session.use(options.choice);
+    if (options.profile)
+        session.changeProfile(*options.profile);
+} catch (const Complaint& complaint) {
+    if (complaint.status() != Status::NO_SERVICE || options.profile)
+        throw;
+}
 
 /** Turns keys into what they mean, until one means the end. */
 class Explorer
@@ -115,7 +131,12 @@ public:
 private:
     void take(const Key& key)
     {
+        if (key.isFunction && key.code == KEY_RESIZE)
+            return;
         exploration.acknowledge();
+        isDone = key.isFunction ? key.code == KEY_F(10) : key.code == CONTROL_X;
+        if (isDone)
+            return;
         if (prompt)
             answer(key);
         else if (key.isFunction)
@@ -145,7 +166,6 @@ private:
         }
         if (code == KEY_F(3))
             prompt.emplace();
-        isDone = code == KEY_F(10);
     }
 
     void pressCharacter(wchar_t character)
@@ -159,9 +179,6 @@ private:
         case BACKSPACE:
         case DELETE:
             return exploration.eraseBefore();
-        case CONTROL_X:
-            isDone = true;
-            return;
         default:
             if (std::iswcntrl(static_cast<std::wint_t>(character)) == 0)
                 exploration.insert(character);
@@ -197,12 +214,9 @@ Status explore(const Options& options)
 {
     if (isatty(STDIN_FILENO) == 0 || isatty(STDOUT_FILENO) == 0)
         throw Complaint(Status::WRONG_USE, "--explore needs a terminal");
-    if (options.words.size() > 1)
-        throw Complaint(Status::WRONG_USE, "--explore takes one file at most");
     auto lines = options.words.empty() ? std::vector<std::wstring>() : linesOf(options.words[0]);
     setenv("SYSTEMD_BUS_TIMEOUT", PATIENCE, 0); // NOLINT(concurrency-mt-unsafe)
-    if (options.profile)
-        Session().changeProfile(*options.profile);
+    requireNames(options);
     const EndingSignals signals;
     Explorer(std::move(lines), options).run();
     EndingSignals::obey();

@@ -14,6 +14,7 @@ namespace {
 
 constexpr std::string_view SERVICE_ERRORS = "braille.translator.Error.";
 constexpr std::string_view BUS_ERRORS = "org.freedesktop.DBus.Error.";
+constexpr std::string_view START_ERRORS = "org.freedesktop.DBus.Error.Spawn.";
 
 class FirstRecord : public log4cplus::Appender
 {
@@ -43,10 +44,15 @@ log4cplus::Logger makeLogger()
     return logger;
 }
 
+bool isOf(std::string_view errorName, std::string_view family)
+{
+    return errorName.substr(0, family.size()) == family;
+}
+
 bool isOneOf(std::string_view errorName, std::string_view family,
              std::initializer_list<std::string_view> names)
 {
-    if (errorName.substr(0, family.size()) != family)
+    if (!isOf(errorName, family))
         return false;
     for (const std::string_view name : names) {
         if (errorName.substr(family.size()) == name)
@@ -59,9 +65,10 @@ Complaint complaint(std::string_view errorName, const std::string& message)
 {
     if (isOneOf(errorName, SERVICE_ERRORS, {"NoSuchTranslator", "NoSuchProfile"}))
         return {Status::WRONG_USE, message};
-    if (errorName.substr(0, SERVICE_ERRORS.size()) == SERVICE_ERRORS)
+    if (isOf(errorName, SERVICE_ERRORS))
         return {Status::NOT_TRANSLATED, message};
-    if (isOneOf(errorName, BUS_ERRORS, {"ServiceUnknown", "NameHasNoOwner"}))
+    if (isOneOf(errorName, BUS_ERRORS, {"ServiceUnknown", "NameHasNoOwner"}) ||
+        isOf(errorName, START_ERRORS))
         return {Status::NO_SERVICE,
                 "the Translator service is not running; start brailletranslatord, or, in a source "
                 "tree, put scripts/with-private-bus before the command (" +

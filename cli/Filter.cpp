@@ -40,6 +40,7 @@ std::wstring decoded(const std::string& bytes)
 struct Filter::Line
 {
     std::string input;
+    bool isCut = false;
     std::string output = {};
     std::optional<Complaint> complaint = {};
 
@@ -55,11 +56,13 @@ Filter::~Filter() = default;
 
 Status Filter::translate(const std::string& text)
 {
-    for (std::size_t begin = 0, end = 0; end != std::string::npos; begin = end + 1) {
-        end = text.find('\n', begin);
+    std::size_t begin = 0;
+    do {
+        const std::size_t end = std::min(text.find('\n', begin), text.size());
         std::vector<Line> line = {{text.substr(begin, end - begin)}};
         translateLines(line);
-    }
+        begin = end + 1;
+    } while (begin < text.size());
     return worst;
 }
 
@@ -67,12 +70,18 @@ Status Filter::translateStandardInput()
 {
     LineReader reader(STDIN_FILENO, "standard input", LONGEST_LINE);
     for (std::string line; reader.next(line);) {
-        std::vector<Line> lines = {{std::move(line)}};
-        while (lines.size() < MOST_LINES_AT_ONCE && reader.hasLine() && reader.next(line))
-            lines.push_back({std::move(line)});
+        std::vector<Line> lines = {{std::move(line), reader.wasCut()}};
+        while (lines.size() < mostLinesAtOnce() && reader.hasLine() && reader.next(line))
+            lines.push_back({std::move(line), reader.wasCut()});
         translateLines(lines);
     }
     return worst;
+}
+
+/** A person who looks on is to see each as soon as it is there. */
+std::size_t Filter::mostLinesAtOnce() const
+{
+    return output.isLineBuffered() ? 1 : MOST_LINES_AT_ONCE;
 }
 
 void Filter::translateLines(std::vector<Line>& lines)
@@ -124,6 +133,9 @@ try {
 
 void Filter::translateLine(Session& with, Line& line) const
 try {
+    if (line.isCut)
+        throw Complaint(Status::NOT_TRANSLATED, "it has more than " + std::to_string(LONGEST_LINE) +
+                                                    " bytes, which is too long for the bus");
     line.output = translated(with, line.input);
 } catch (const Complaint& complaint) {
     line.complaint = complaint;
@@ -164,6 +176,10 @@ void Filter::write(const Line& line)
         progress.clear();
         worst = std::max(worst, complain({line.complaint->status(), what}));
     }
+    // Where the view of a line has several, the next one's begins behind a gap.
+    if (options.viewOptions.areApart && hasWritten && !line.output.empty())
+        output.write("\n");
+    hasWritten = hasWritten || !line.output.empty();
     output.write(line.output);
     progress.show(done);
 }

@@ -30,6 +30,7 @@ public:
 private:
     struct Line;
 
+    std::size_t mostLinesAtOnce() const;
     void translateLines(std::vector<Line>& lines);
     void translateTogether(std::vector<Line>& lines);
     Session* connected(std::unique_ptr<Session>& helper) const;
@@ -44,6 +45,7 @@ private:
     Progress progress;
     std::vector<std::unique_ptr<Session>> helpers;
     std::size_t done = 0;
+    bool hasWritten = false;
     Status worst = Status::ALL_TRANSLATED;
 };
 

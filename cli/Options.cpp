@@ -70,17 +70,16 @@ CLI::Validator wholeNumber(int least)
             ""};
 }
 
-/** The parser's complaint in one line; it may have several. */
-std::string firstLine(const std::string& text)
-{
-    return text.substr(0, text.find('\n'));
-}
-
 /** Help without what excludes what: a complaint says that when it matters. */
 class HelpFormatter : public CLI::Formatter
 {
 public:
     HelpFormatter() { column_width(26); }
+
+    std::string make_usage(const CLI::App* /*program*/, std::string name) const override
+    {
+        return "Usage: " + name + " [OPTION...] [TEXT...]\n\n";
+    }
 
     std::string make_option_opts(const CLI::Option* option) const override
     {
@@ -94,47 +93,69 @@ class CommandLine
 public:
     CommandLine()
         : program("Translates print to braille, or braille to print, through the Translator "
-                  "service.\nTEXT is translated line by line; without it, standard input is.",
+                  "service.\nTEXT is translated line by line; without it, standard input is. With "
+                  "--explore it is a file.",
                   "brltranslate")
     {
         program.formatter(std::make_shared<HelpFormatter>());
-        program.add_option("TEXT", options.words, "What to translate; with --explore, a file");
+        program.allow_extras();
+        program.option_defaults()->multi_option_policy(CLI::MultiOptionPolicy::TakeLast);
         addTranslators();
         addViews();
-        program.add_flag("--line-buffered", options.isLineBuffered,
-                         "Write each line as soon as it is translated, as on a terminal");
-        program.add_flag("-q,--quiet", options.isQuiet, "Show no progress");
+        addFlag("--line-buffered", options.isLineBuffered,
+                "Write each line as soon as it is translated, as on a terminal");
+        addFlag("-q,--quiet", options.isQuiet, "Show no progress");
         program.set_version_flag("--version", "brltranslate " BRLTRANSLATE_VERSION);
     }
 
     CommandLine(const CommandLine&) = delete;
     CommandLine& operator=(const CommandLine&) = delete;
 
-    Options parse(int argc, char** argv)
+    Options parse(std::vector<std::string> arguments)
     {
+        // The parser would take lists apart that are in brackets: the text is not its business.
+        const auto endOfOptions = std::find(arguments.begin(), arguments.end(), "--");
+        std::vector<std::string> known(arguments.begin(), endOfOptions);
+        std::reverse(known.begin(), known.end());
         try {
-            program.parse(argc, argv);
+            program.parse(std::move(known));
+            options.words = program.remaining();
+            requireNoOptions(options.words);
         } catch (const CLI::CallForHelp&) {
             options.information = program.help();
         } catch (const CLI::CallForVersion&) {
             options.information = program.version() + '\n';
         } catch (const CLI::ParseError& error) {
             throw Complaint(Status::WRONG_USE,
-                            firstLine(error.what()) + "; see brltranslate --help");
+                            std::string(error.what()) + "; see brltranslate --help");
         }
+        if (endOfOptions != arguments.end())
+            options.words.insert(options.words.end(), endOfOptions + 1, arguments.end());
         if (options.viewOptions.width && options.view == plainView)
             options.view = displayView;
         return options;
     }
 
 private:
+    static void requireNoOptions(const std::vector<std::string>& words)
+    {
+        for (const std::string& word : words) {
+            if (word.size() > 1 && word.front() == '-')
+                throw CLI::ExtrasError({word});
+        }
+    }
+
+    CLI::Option* addFlag(const std::string& name, bool& value, const std::string& description)
+    {
+        return program.add_flag(name, value, description)->disable_flag_override();
+    }
+
     void addTranslators()
     {
-        back = program.add_flag("-b,--back", options.isBack,
-                                "Translate braille patterns (U+2800 to U+28FF) back to print");
-        program
-            .add_flag("--dots", options.inputIsDots,
-                      "Read numbers of dots, such as 125-15, instead of patterns")
+        back = addFlag("-b,--back", options.isBack,
+                       "Translate braille patterns (U+2800 to U+28FF) back to print");
+        addFlag("--dots", options.inputIsDots,
+                "Read numbers of dots, such as 125-15, instead of patterns")
             ->needs(back);
         const auto takeRole = [this](const std::string& name) {
             options.choice.role = roleNamed(name);
@@ -167,8 +188,7 @@ private:
                                  "dots 7 and 8")
                      ->check(wholeNumber(0))
                      ->type_name("N");
-        cells = program.add_flag("--cells", view.asDots, "Print braille as numbers of dots")
-                    ->excludes(back);
+        cells = addFlag("--cells", view.asDots, "Print braille as numbers of dots")->excludes(back);
         width = program
                     .add_option("--width", view.width,
                                 "Print lines of a display of N cells, each behind the range of "
@@ -178,15 +198,7 @@ private:
                     ->excludes(back);
         for (const ViewFlag& flag : VIEW_FLAGS)
             addViewFlag(flag);
-        const auto explain = [this](int position) {
-            options.viewOptions.explained = static_cast<std::size_t>(position);
-            options.view = explainView;
-        };
-        addView(program
-                    .add_option_function<int>("--explain", explain,
-                                              "Describe what is at this position of each line")
-                    ->check(wholeNumber(0))
-                    ->type_name("N"));
+        addExplanation();
         addProgramViews();
         for (const char* name : {"--positions", "--dump", "--json", "--explain", "--roles"}) {
             width->excludes(program.get_option(name));
@@ -196,18 +208,36 @@ private:
             cursor->excludes(program.get_option(name));
     }
 
+    void addExplanation()
+    {
+        const auto explain = [this](int position) {
+            options.viewOptions.explained = static_cast<std::size_t>(position);
+            options.view = explainView;
+            options.viewOptions.areApart = true;
+        };
+        addView(program
+                    .add_option_function<int>("--explain", explain,
+                                              "Describe what is at this position of each line")
+                    ->check(wholeNumber(0))
+                    ->type_name("N"));
+    }
+
     void addViewFlag(const ViewFlag& flag)
     {
-        addView(program.add_flag_callback(
-            flag.name, [this, &flag] { options.view = flag.view; }, flag.description));
+        const auto choose = [this, &flag] {
+            options.view = flag.view;
+            options.viewOptions.areApart = flag.view == mapView;
+        };
+        addView(program.add_flag_callback(flag.name, choose, flag.description)
+                    ->disable_flag_override());
     }
 
     /** What needs no text to translate. */
     void addProgramViews()
     {
         CLI::Option* const roles =
-            program.add_flag("--roles", options.listsRoles, "Print who has which role");
-        CLI::Option* const explore = program.add_flag(
+            addFlag("--roles", options.listsRoles, "Print who has which role");
+        CLI::Option* const explore = addFlag(
             "--explore", options.explores,
             "Show text and braille on the whole terminal, with a cursor that moves in both");
         for (CLI::Option* const view : {roles, explore}) {
@@ -215,7 +245,7 @@ private:
             view->excludes(back);
         }
         explore->excludes(cells);
-        roles->excludes(program.get_option("TEXT"))->excludes(roleOption)->excludes(translator);
+        roles->excludes(roleOption)->excludes(translator);
     }
 
     /** All views exclude each other. */
@@ -241,5 +271,10 @@ private:
 
 Options parseOptions(int argc, char** argv)
 {
-    return CommandLine().parse(argc, argv);
+    Options options = CommandLine().parse({argv + 1, argv + argc});
+    if (options.listsRoles && !options.words.empty())
+        throw Complaint(Status::WRONG_USE, "--roles takes no text; see brltranslate --help");
+    if (options.explores && options.words.size() > 1)
+        throw Complaint(Status::WRONG_USE, "--explore takes one file at most");
+    return options;
 }

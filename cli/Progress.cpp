@@ -11,8 +11,9 @@ constexpr std::chrono::milliseconds INTERVAL(200);
 } // namespace
 
 Progress::Progress(bool isWanted)
-    // A terminal that shows the translation shows how far it is.
-    : wanted(isWanted && isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0),
+    // A terminal that shows the translation, or where it is typed, shows how far it is.
+    : wanted(isWanted && isatty(STDERR_FILENO) != 0 && isatty(STDOUT_FILENO) == 0 &&
+             isatty(STDIN_FILENO) == 0),
       next(Clock::now() + PATIENCE)
 {
 }

@@ -11,7 +11,9 @@
 #include <curses.h>
 #include <exception>
 #include <iomanip>
+#include <poll.h>
 #include <sstream>
+#include <unistd.h>
 
 namespace {
 
@@ -75,11 +77,10 @@ std::wstring widened(const std::string& utf8)
 
 std::wstring positionsInWords(const Exploration& exploration)
 {
-    const std::size_t cell = exploration.cell();
-    const std::wstring cells = exploration.braille({cell, cell + 1});
+    const std::wstring cells = exploration.focusedBraille();
     std::ostringstream words;
     words << "char " << exploration.text().position() << '/' << exploration.text().line().size()
-          << ", cell " << cell << '/' << exploration.brailleLength();
+          << ", cell " << exploration.cell() << '/' << exploration.brailleLength();
     if (!cells.empty())
         words << ", dots " << dotsOf(cells);
     return widened(words.str());
@@ -165,9 +166,15 @@ Screen::~Screen()
 
 std::optional<Key> Screen::key(std::chrono::milliseconds patience)
 {
-    timeout(static_cast<int>(patience.count()));
+    // The terminal library cannot tell that there is no key from that there is no terminal.
+    timeout(0);
     wint_t code = 0;
-    const int kind = get_wch(&code);
+    int kind = get_wch(&code);
+    pollfd typed{STDIN_FILENO, POLLIN, 0};
+    if (kind == ERR && poll(&typed, 1, static_cast<int>(patience.count())) != 0)
+        kind = get_wch(&code);
+    if (kind == ERR && (typed.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0)
+        throw Complaint(Status::NOT_TRANSLATED, "the terminal has gone");
     if (kind == ERR)
         return std::nullopt;
     return Key{kind == KEY_CODE_YES, static_cast<wchar_t>(code)};
@@ -202,7 +209,9 @@ void Screen::draw(const Exploration& exploration, const std::optional<std::wstri
 Screen::Place Screen::drawText(const EditedText& text, std::size_t rows) const
 {
     std::size_t cursorRow = 0;
-    const std::vector<TextRow> shown = rowsAround(text, columns, rows, cursorRow);
+    // One column is for a cursor behind the last character.
+    const std::size_t width = std::max<std::size_t>(columns, 2) - 1;
+    const std::vector<TextRow> shown = rowsAround(text, width, rows, cursorRow);
     for (std::size_t row = 0; row < shown.size(); ++row)
         drawLine(static_cast<int>(row), visible(shown[row].part.of(text.lines()[shown[row].line])));
     const Range before = {shown[cursorRow].part.begin, text.position()};
@@ -212,7 +221,7 @@ Screen::Place Screen::drawText(const EditedText& text, std::size_t rows) const
 Screen::Place Screen::drawBraille(const Exploration& exploration, int row) const
 {
     const Range cells = exploration.displayedCells();
-    const std::size_t column = exploration.cell() - cells.begin;
+    const std::size_t column = std::min(exploration.cell() - cells.begin, cells.size());
     // A display may be wider than the terminal.
     const std::size_t hidden = column < columns ? 0 : column - columns + 1;
     if (row > 0)

@@ -33,6 +33,7 @@ ShownResult::ShownResult(BrlTranslationResult& result, std::optional<int> cursor
     : forward(result.getIsForward()),
       source(result.getUntranslatedW()),
       translation(result.getTranslatedW()),
+      length(translation.size()),
       parts(groupsOf(result))
 {
     if (!cursor)

@@ -38,6 +38,12 @@ public:
     /** All of it. */
     std::wstring translatedText() const { return translatedText({0, translation.size()}); }
 
+    /** The same without the cursor. */
+    std::wstring bareTranslatedText(const Range& range) const { return range.of(translation); }
+
+    /** Without a cell for a cursor behind the text. */
+    std::size_t translatedLength() const { return length; }
+
     /** The cell that shows the cursor. */
     std::optional<std::size_t> cursorCell() const { return cell; }
 
@@ -51,6 +57,7 @@ private:
     bool forward;
     std::wstring source;
     std::wstring translation;
+    std::size_t length;
     std::vector<Group> parts;
     std::optional<std::size_t> cell;
 };

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <system_error>
 #include <unistd.h>
 #include <utility>
@@ -38,6 +39,7 @@ LineReader::LineReader(int fileDescriptor, std::string name, std::size_t longest
 bool LineReader::next(std::string& line)
 {
     line.clear();
+    isCut = false;
     bool isThere = false;
     while (used < buffer.size() || fill()) {
         isThere = true;
@@ -56,6 +58,10 @@ bool LineReader::next(std::string& line)
 bool LineReader::fill()
 {
     used = 0;
+    buffer.clear();
+    // A terminal would ask for more.
+    if (isAtEnd)
+        return false;
     buffer.resize(BUFFER_SIZE);
     ssize_t count = -1;
     do
@@ -66,12 +72,15 @@ bool LineReader::fill()
         throw cannot("read " + fileName);
     }
     buffer.resize(static_cast<std::size_t>(count));
-    return count > 0;
+    isAtEnd = count == 0;
+    return !isAtEnd;
 }
 
-void LineReader::keep(std::string& line, std::string_view part) const
+void LineReader::keep(std::string& line, std::string_view part)
 {
-    line.append(part.substr(0, longest - std::min(longest, line.size())));
+    const std::size_t room = longest - line.size();
+    isCut = isCut || part.size() > room;
+    line.append(part.substr(0, room));
 }
 
 void Output::write(std::string_view lines)
@@ -81,12 +90,19 @@ void Output::write(std::string_view lines)
         flush();
 }
 
+/** Where the output is one that does not wait by itself. */
+bool Output::awaitRoom()
+{
+    pollfd writable{STDOUT_FILENO, POLLOUT, 0};
+    return poll(&writable, 1, -1) >= 0;
+}
+
 void Output::flush()
 {
     std::string_view rest = buffer;
     while (!rest.empty()) {
         const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
-        if (count < 0 && errno == EINTR)
+        if (count < 0 && (errno == EINTR || (errno == EAGAIN && awaitRoom())))
             continue;
         if (count < 0) {
             // Nobody is to try again.

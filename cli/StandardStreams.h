@@ -20,22 +20,27 @@ public:
 
     /**
      * Reads the next line, without its end. Returns false if there is none.
-     * What is beyond the longest is left out. Throws Complaint.
+     * Throws Complaint.
      */
     bool next(std::string& line);
+
+    /** Whether the last line was longer than the longest; the rest is left out. */
+    bool wasCut() const { return isCut; }
 
     /** Whether there is a line to be had without waiting for one. */
     bool hasLine() const { return buffer.find('\n', used) != std::string::npos; }
 
 private:
     bool fill();
-    void keep(std::string& line, std::string_view part) const;
+    void keep(std::string& line, std::string_view part);
 
     int file;
     std::string fileName;
     std::size_t longest;
     std::string buffer;
     std::size_t used = 0;
+    bool isAtEnd = false;
+    bool isCut = false;
 };
 
 /** Writes to standard output what is complete, and all of it. Throws Complaint. */
@@ -44,6 +49,8 @@ class Output
 public:
     explicit Output(bool isLineBuffered) : lineBuffered(isLineBuffered) {}
 
+    bool isLineBuffered() const { return lineBuffered; }
+
     /** One line or several, each with its end. */
     void write(std::string_view lines);
 
@@ -51,6 +58,8 @@ public:
     void flush();
 
 private:
+    static bool awaitRoom();
+
     bool lineBuffered;
     std::string buffer;
 };

@@ -6,9 +6,11 @@
 #include <clocale>
 #include <cstring>
 #include <cwchar>
+#include <cwctype>
 #include <iomanip>
 #include <langinfo.h>
 #include <sstream>
+#include <string_view>
 
 namespace {
 
@@ -59,7 +61,10 @@ wchar_t visible(wchar_t character)
         return CONTROL_PICTURES + character;
     if (character == 0x7F)
         return PICTURE_OF_DELETE;
-    return wcwidth(character) < 0 ? REPLACEMENT_CHARACTER : character;
+    const FriBidiCharType type = fribidi_get_bidi_type(static_cast<FriBidiChar>(character));
+    const bool isShown =
+        wcwidth(character) >= 0 && !FRIBIDI_IS_EXPLICIT(type) && !FRIBIDI_IS_ISOLATE(type);
+    return isShown ? character : REPLACEMENT_CHARACTER;
 }
 
 std::wstring visible(std::wstring text)
@@ -69,6 +74,13 @@ std::wstring visible(std::wstring text)
     if (!text.empty() && columnsOf(text.front()) == 0)
         text.insert(text.begin(), DOTTED_CIRCLE);
     return text;
+}
+
+bool isBlank(wchar_t character)
+{
+    constexpr std::wstring_view OTHERS = L"\u00a0\u2007\u202f"; // those that do not break
+    return std::iswspace(static_cast<std::wint_t>(character)) != 0 ||
+           OTHERS.find(character) != std::wstring_view::npos;
 }
 
 bool isRightToLeft(const std::wstring& text)

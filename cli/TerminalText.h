@@ -15,11 +15,17 @@ std::string codePointName(wchar_t character);
 std::size_t columnsOf(wchar_t character);
 std::size_t columnsOf(const std::wstring& text);
 
-/** As a terminal can show it: a picture of a control character, U+FFFD for what has no looks. */
+/**
+ * As a terminal can show it: a picture of a control character, U+FFFD for what
+ * has no looks or would change the direction of what is around it.
+ */
 wchar_t visible(wchar_t character);
 
 /** The same for all of a text; a combining character at its start gets a circle to stand on. */
 std::wstring visible(std::wstring text);
+
+/** Whether it takes room, but nothing is to be seen there. */
+bool isBlank(wchar_t character);
 
 /** Whether some of it is written from right to left. */
 bool isRightToLeft(const std::wstring& text);

@@ -13,7 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
-#include <cwctype>
 #include <vector>
 
 namespace {
@@ -123,8 +122,7 @@ std::string spoken(const std::wstring& text)
 {
     if (text == L" ")
         return "space";
-    if (text.size() == 1 &&
-        (std::iswspace(static_cast<std::wint_t>(text.front())) != 0 || visible(text) != text))
+    if (text.size() == 1 && (isBlank(text.front()) || visible(text) != text))
         return codePointName(text.front());
     return encodeUtf8(visible(text));
 }
@@ -157,6 +155,13 @@ std::string neighbour(const char* where, const ShownResult& shown, const Group* 
            translationInWords(shown, group->translation) + '\n';
 }
 
+/** Some tables make a line break of a cell; a line of output has to remain one. */
+std::string onOneLine(std::wstring text)
+{
+    std::replace(text.begin(), text.end(), L'\n', L' ');
+    return encodeUtf8(std::move(text));
+}
+
 const char* directionOf(const BrlTranslationResult& result)
 {
     return result.getIsForward() ? "forward" : "back";
@@ -177,7 +182,7 @@ std::string plainView(BrlTranslationResult& result, const ViewOptions& options)
 {
     std::wstring text = result.getTranslatedW();
     if (!result.getIsForward())
-        return encodeUtf8(text) + '\n';
+        return onOneLine(text) + '\n';
     if (options.cursor)
         text = ShownResult(result, options.cursor).translatedText();
     return encodeUtf8(shownCells(text, options)) + '\n';
@@ -202,7 +207,6 @@ std::string mapView(BrlTranslationResult& result, const ViewOptions& options)
     const ShownResult shown(result, options.cursor);
     std::string text;
     for (const DisplayLine& block : mapBlocks(shown, options)) {
-        text += text.empty() ? "" : "\n";
         if (options.width)
             text += rangeText(sourceOf(block)) + '\n';
         text += alignedRows(shown, block, options);
@@ -235,7 +239,7 @@ std::string positionsView(BrlTranslationResult& result, const ViewOptions& /*opt
 {
     std::string text = "source   " + encodeUtf8(result.getUntranslatedW()) + '\n' +
                        (result.getIsForward() ? "braille  " : "print    ") +
-                       encodeUtf8(result.getTranslatedW()) + "\nmap     ";
+                       onOneLine(result.getTranslatedW()) + "\nmap     ";
     for (const int position : filledMap(result))
         text += ' ' + std::to_string(position);
     return text + '\n';

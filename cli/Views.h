@@ -14,6 +14,7 @@ struct ViewOptions
     std::optional<int> cursor = {};        ///< a position in the source text
     std::size_t explained = 0;             ///< a position in the source text
     std::optional<std::size_t> width = {}; ///< of the braille display, in cells
+    bool areApart = false;                 ///< one line's view has several, and needs a gap
     bool asDots = false;                   ///< cells as numbers of dots, not as patterns
     std::size_t terminalColumns = 80;
 };

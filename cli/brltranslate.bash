@@ -11,6 +11,12 @@ _brltranslate_names() {
 _brltranslate() {
   local word=${COMP_WORDS[COMP_CWORD]} before=${COMP_WORDS[COMP_CWORD - 1]}
   COMPREPLY=()
+  # To bash, the sign in --role=entry is a word of its own.
+  if [[ $word == = ]]; then
+    word=
+  elif [[ $before == = ]]; then
+    before=${COMP_WORDS[COMP_CWORD - 2]}
+  fi
   case $before in
     --role)
       mapfile -t COMPREPLY < <(compgen -W "display entry computer grade1" -- "$word")

@@ -6,9 +6,6 @@
 #include "StandardStreams.h"
 #include "TerminalText.h"
 
-#include <algorithm>
-#include <array>
-#include <cstdlib>
 #include <exception>
 #include <sys/ioctl.h>
 #include <unistd.h>
@@ -54,6 +51,9 @@ Status translate(Session& session, const Options& options, Output& output)
 Status run(const Options& options, Output& output)
 {
     Session session;
+    // A name that nobody has is not to change the profile for everybody.
+    if (options.choice.name)
+        session.use(options.choice);
     if (options.profile)
         session.changeProfile(*options.profile);
     return options.listsRoles ? listRoles(session, output) : translate(session, options, output);
@@ -68,6 +68,8 @@ Status runAndFlush(const Options& options)
         status = run(options, output);
     } catch (const Complaint& complaint) {
         status = complain(complaint);
+    } catch (const std::exception& error) {
+        status = complain({Status::NOT_TRANSLATED, error.what()});
     }
     output.flush();
     return status;

@@ -26,7 +26,9 @@ std::string Profiles::namesLike(const std::string& name) const
     std::vector<Named> candidates;
     for (const Profile& profile : list) {
         all.push_back(profile.name);
-        candidates.push_back({profile.name, {profile.language}});
+        // "English (United States)" is English, too.
+        const std::string language = profile.language.substr(0, profile.language.find(" ("));
+        candidates.push_back({profile.name, {profile.language, language}});
     }
     const std::vector<std::string> close = closeNames(name, candidates);
     return close.empty() ? "there are " + joined(all) : "close to it: " + joined(close);

@@ -78,6 +78,10 @@ TEST(ABrltranslateThatIsUsedWrongly, SaysInOneLineWhatIsWrong)
 {
     const std::vector<WrongUse> uses = {
         {{"--bogus", "x"}, "--bogus"},
+        {{"x", "-z"}, "-z"},
+        {{"--json=false", "x"}, "json was given a disallowed flag override"},
+        {{"--role", "a\nb", "x"}, "no role is named \"a b\"; there are display"},
+        {{"--explore", "a", "b"}, "--explore takes one file at most"},
         {{"--role", "disply", "x"},
          "no role is named \"disply\"; there are display, entry, "
          "computer, grade1"},
@@ -98,7 +102,7 @@ TEST(ABrltranslateThatIsUsedWrongly, SaysInOneLineWhatIsWrong)
         {{"--explain", "0", "--cursor", "0", "x"}, "--cursor excludes --explain"},
         {{"--json", "--width", "9", "x"}, "--width excludes --json"},
         {{"--json", "--cells", "x"}, "--cells excludes --json"},
-        {{"--roles", "x"}, "TEXT excludes --roles"},
+        {{"--roles", "x"}, "--roles takes no text"},
         {{"--roles", "--back"}, "--back excludes --roles"},
         {{"--explore", "--json"}, "--json excludes --explore"},
         {{"--explore"}, "--explore needs a terminal"},
@@ -127,6 +131,12 @@ TEST_F(ABrltranslateThatCannot, FindAProfileNamesItAndUpToThreeCloseOnes)
     expectComplaint(run({"-p", "fr\xff", "x"}), 2, "profile: malformed UTF-8 at byte offset 2");
 }
 
+TEST_F(ABrltranslateThatCannot, FindATranslatorLeavesTheProfileAsItIs)
+{
+    EXPECT_EQ(run({"-p", "de", "-t", "no-such-table", "x"}).status, 2);
+    EXPECT_THAT(run({"--roles"}).output, StartsWith("display   en-ueb-g2.ctb"));
+}
+
 TEST_F(ABrltranslateThatCannot, DecodeALineNamesItWithTheOffsetAndTranslatesTheRest)
 {
     const Outcome outcome = run({}, "and\nt\xffo\nfor\nab\xe2\x82\nthe\n");
@@ -144,8 +154,9 @@ TEST_F(ABrltranslateThatCannot, ReadCellsNamesWhatIsNone)
                     "dot numbers with --dots");
     for (const char* dots : {"9", "129", "11", "01", "a", "1-", "1--2", "-1", "1- 2"}) {
         const Outcome outcome = run({"-b", "--dots", "--", dots});
-        expectComplaintWith(outcome, 1, "is no cell; give dots 1 to 8, each once, or 0");
+        expectComplaintWith(outcome, 1, "is none; give dots 1 to 8, each once, or 0");
     }
+    expectComplaintWith(run({"-b", "--dots", "12-0-19"}), 1, "line 1: cell 2, \"19\", is none");
 }
 
 TEST_F(ABrltranslateThatCannot, PlaceTheCursorSaysWhereTheTextEnds)
@@ -173,6 +184,9 @@ TEST_F(ABrltranslateThatCannot, SendALineOverTheBusTranslatesTheRest)
     EXPECT_EQ(outcome.errors, "brltranslate: line 1: more than the 8000000 characters that the bus "
                               "carries at once\n");
     EXPECT_EQ(outcome.output, "\u282f\n");
+    // Whatever is in it.
+    expectComplaint(runInShell("yes \u6f22 | tr -d '\\n' | head -c 40000001 | \"$BRLTRANSLATE\""),
+                    1, "line 1: it has more than 40000000 bytes, which is too long for the bus");
 }
 
 TEST_F(ABrltranslateThatCannot, WriteSaysWhyAndStops)
@@ -226,6 +240,16 @@ TEST(BrltranslateOnATerminal, TranslatesEachLineAtOnceAndEndsWithControlC)
     EXPECT_THAT(terminal.awaitText("status").text(), HasSubstr("status 130\n"));
 }
 
+TEST(BrltranslateOnATerminal, EndsWithItsInput)
+{
+    const PrivateBus bus(PrivateBus::Services::REAL);
+    Terminal terminal(BRLTRANSLATE + std::string("; echo status $?"), 40, 10);
+    terminal.type("and");
+    terminal.press("C-d");
+    terminal.press("C-d");
+    EXPECT_THAT(terminal.awaitText("status").text(), HasSubstr("\u282f\nstatus 0\n"));
+}
+
 TEST(BrltranslateOnATerminal, WritesEachLineAtOnceToAPipeIfAsked)
 {
     const PrivateBus bus(PrivateBus::Services::REAL);
@@ -260,7 +284,7 @@ TEST(BrltranslateOnATerminal, AlignsAMapToItsWidth)
     EXPECT_EQ(picture.rows[0],
               "a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a"
               "\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a\u2502a");
-    EXPECT_EQ(picture.rows[3], "a\u2502a\u2502a\u2502a");
+    EXPECT_EQ(picture.rows[2], "a\u2502a\u2502a\u2502a");
 }
 
 TEST(BrltranslateWithoutAnything, NamesThePackageWithTheTables)
@@ -316,6 +340,73 @@ TEST_F(BrltranslateWithAFakeService, StopsAtTheLineAtWhichTheServiceIsGone)
     EXPECT_THAT(outcome.errors, StartsWith("brltranslate: line 3: the Translator service"));
     EXPECT_EQ(outcome.output, "\u2861\n\u2862\n");
     EXPECT_THAT(service.calls(), SizeIs(4));
+}
+
+TEST_F(BrltranslateWithAFakeService, SaysHowToStartOneThatCouldNotBeStarted)
+{
+    service.on("forwardW", answer::error("org.freedesktop.DBus.Error.Spawn.ChildExited", "ended"));
+    expectComplaintWith(run({"x"}), 3, "is not running; start brailletranslatord");
+    service.on("forwardW", answer::error("org.freedesktop.DBus.Error.LimitsExceeded", "too much"));
+    expectComplaint(run({"x"}), 3, "line 1: the Translator service cannot be reached: too much");
+}
+
+TEST_F(BrltranslateWithAFakeService, KeepsTheOrderOfManyLinesAndOfTheirComplaints)
+{
+    service.on("forwardW", [](sd_bus_message* call) {
+        const char* text = nullptr;
+        sd_bus_message_rewind(call, 1);
+        sd_bus_message_read(call, "s", &text);
+        const void* codePoints = nullptr;
+        std::size_t size = 0;
+        sd_bus_message_read_array(call, 'u', &codePoints, &size);
+        const bool isLong = size > 3 * sizeof(std::uint32_t);
+        isLong ? answer::error("braille.translator.Error.TooLong", "too long")(call)
+               : answer::echo(call);
+    });
+    std::string input;
+    std::string output;
+    std::string errors;
+    for (int line = 1; line <= 1000; ++line) {
+        const bool isMalformed = line % 100 == 50;
+        const std::string digits = std::to_string(line % 100 == 0 ? 1000 + line : line % 1000);
+        input += isMalformed ? "\xff\n" : digits + '\n';
+        if (isMalformed)
+            errors += "brltranslate: line " + std::to_string(line) +
+                      ": malformed UTF-8 at byte offset 0\n";
+        else if (digits.size() > 3)
+            errors += "brltranslate: line " + std::to_string(line) + ": too long\n";
+        else
+            output += digits + '\n';
+    }
+    const Outcome outcome = run({"--positions"}, input);
+    EXPECT_EQ(outcome.errors, errors);
+    std::string sources;
+    for (const std::string& line : linesOf(outcome.output)) {
+        if (line.compare(0, 9, "source   ") == 0)
+            sources += line.substr(9) + '\n';
+    }
+    EXPECT_EQ(sources, output);
+    EXPECT_EQ(outcome.status, 1);
+}
+
+TEST_F(BrltranslateWithAFakeService, StopsAmongManyLinesAtTheOneAtWhichTheServiceIsGone)
+{
+    int count = 0;
+    service.on("forwardW", [&](sd_bus_message* call) {
+        if (++count == 100)
+            service.on("forwardW", answer::error("org.freedesktop.DBus.Error.NoReply", "gone"));
+        answer::echo(call);
+    });
+    std::string input;
+    for (int line = 0; line < 1000; ++line)
+        input += "a\n";
+    const Outcome outcome = run({}, input);
+    EXPECT_EQ(outcome.status, 3);
+    EXPECT_EQ(std::count(outcome.errors.begin(), outcome.errors.end(), '\n'), 1) << outcome.errors;
+    const std::size_t lines = linesOf(outcome.output).size();
+    EXPECT_THAT(outcome.errors,
+                StartsWith("brltranslate: line " + std::to_string(lines + 1) + ": the Translator"));
+    EXPECT_THAT(lines, testing::AllOf(testing::Ge(90U), testing::Le(100U)));
 }
 
 TEST_F(BrltranslateWithAFakeService, GoesOnBehindALineThatTheServiceRefuses)

@@ -45,6 +45,29 @@ TEST_F(Brltranslate, TranslatesArgumentsWithSeveralLinesLineByLine)
     expectOutput({"and\nfor"}, "\u282f\n\u283f\n");
 }
 
+TEST_F(Brltranslate, TakesItsArgumentsAsTheyStand)
+{
+    for (const char* text : {"[a,b]", "[x]", "[]", "--", "-", "-b"})
+        expectOutput({"--", text}, run({}, text).output);
+    expectOutput({"[a,b]"}, run({}, "[a,b]").output);
+    expectOutput({"and\n"}, "\u282f\n");
+    expectOutput({""}, "\n");
+}
+
+TEST_F(Brltranslate, KeepsALineWhereTheTranslatorMakesALineBreakOfACell)
+{
+    expectOutput({"--json", "-b", "-t", "hu-hu-g2", "\u2880"},
+                 "{\"direction\":\"back\",\"translator\":\"hu-hu-g2.ctb\",\"source\":\"\u2880\","
+                 "\"translation\":\"\\n\",\"map\":[0,1]}\n");
+    expectOutput({"-b", "-t", "hu-hu-g2", "\u2880"}, " \n");
+    EXPECT_EQ(linesOf(run({"-b", "--positions", "-t", "hu-hu-g2", "\u2880"}).output).size(), 3U);
+}
+
+TEST_F(Brltranslate, TakesTheLastOfAnOptionThatIsGivenTwice)
+{
+    expectOutput({"-t", "en-ueb-g2", "-t", "en-ueb-g1", "and"}, "\u2801\u281d\u2819\n");
+}
+
 TEST_F(Brltranslate, TranslatesLinesThatAreLongerThanAnyBuffer)
 {
     const std::string line(200000, 'a');
@@ -163,10 +186,16 @@ TEST_F(Brltranslate, ContinuesALongMapInAnotherPairOfRows)
 {
     const Outcome outcome = run({"-m", "-t", "en-ueb-g1.ctb", std::string(100, 'a')});
     const auto lines = linesOf(outcome.output);
-    ASSERT_EQ(lines.size(), 3 * 3 - 1U) << outcome.output;
-    EXPECT_EQ(lines[2], "");
-    EXPECT_EQ(lines[7], run({"-m", "-t", "en-ueb-g1.ctb", std::string(20, 'a')})
-                            .output.substr(20 + 19 * 3 + 1, 20 * 3 + 19 * 3));
+    ASSERT_EQ(lines.size(), 6U) << outcome.output;
+    EXPECT_EQ(lines[4] + '\n' + lines[5] + '\n',
+              run({"-m", "-t", "en-ueb-g1.ctb", std::string(20, 'a')}).output);
+}
+
+TEST_F(Brltranslate, HasAnEmptyLineBetweenTheMapsOfTwoLines)
+{
+    expectOutput({"-m"}, "the\n\u282e\n\nof\n\u2837\n", "the\nof\n");
+    const Outcome words = run({"--explain", "0"}, "the\nof\n");
+    EXPECT_THAT(words.output, HasSubstr("after: nothing\n\ncharacter 0: o\n"));
 }
 
 TEST_F(Brltranslate, HasAPairOfRowsForEachLineOfTheDisplay)
@@ -175,18 +204,23 @@ TEST_F(Brltranslate, HasAPairOfRowsForEachLineOfTheDisplay)
                                                           "the\u2502 \u2502knowledge\n"
                                                           "\u282e  \u2502\u2800\u2502\u2805\n");
     const Outcome narrow = run({"-m", "--width", "1", "the knowledge"});
-    EXPECT_EQ(narrow.output, "0..4\nthe\u2502 \n\u282e  \u2502\u2800\n\n"
+    EXPECT_EQ(narrow.output, "0..4\nthe\u2502 \n\u282e  \u2502\u2800\n"
                              "4..13\nknowledge\n\u2805\n");
 }
 
 TEST_F(Brltranslate, AlignsWideCombiningAndControlCharacters)
 {
-    const Words arguments = {"-m", "-t", "zh-tw.ctb"};
     const std::string wide = run({"-m", "-t", "zh-tw.ctb", "\u4e2d\u6587"}).output;
     // Three cells under a character that takes two columns.
     EXPECT_EQ(linesOf(wide)[0], "\u4e2d \u2502\u6587");
-    const std::string combining = run({"-m", "-t", "en-ueb-g1.ctb", "a\u0301\tb"}).output;
-    EXPECT_THAT(combining, AllOf(HasSubstr("\u2409"), Not(HasSubstr("\t"))));
+    const std::string control = run({"-m", "-t", "en-ueb-g1.ctb", "a\tb"}).output;
+    EXPECT_THAT(control, AllOf(HasSubstr("a\u2502\u2409\u2502b\n"), Not(HasSubstr("\t"))));
+    // A combining character in a column of its own gets something to stand on.
+    const std::string combining = run({"-m", "-t", "en-ueb-g1.ctb", "\u0301c"}).output;
+    EXPECT_THAT(linesOf(combining)[0], HasSubstr("\u25cc\u0301"));
+    const std::string isolate = {'\xe2', '\x81', '\xa6'};
+    const std::string isolates = run({"-m", "-t", "en-ueb-g1.ctb", isolate}).output;
+    EXPECT_THAT(linesOf(isolates)[0], HasSubstr("\ufffd"));
 }
 
 TEST_F(Brltranslate, KeepsColumnsOfRightToLeftTextInTheirPlaces)
@@ -219,6 +253,11 @@ TEST_F(Brltranslate, ExplainsACellOnTheWayBack)
                  "characters 4 to 12: knowledge\n"
                  "before: cell 1: \u2800 0, character 3: space\n"
                  "after: nothing\n");
+}
+
+TEST_F(Brltranslate, NamesBlanksThatDoNotBreak)
+{
+    EXPECT_THAT(run({"--explain", "0", "\u00a0"}).output, StartsWith("character 0: U+00A0\n"));
 }
 
 TEST_F(Brltranslate, PrintsJsonObjects)

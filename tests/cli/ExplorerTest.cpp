@@ -115,7 +115,7 @@ TEST_P(Explorer, ShowsPrintAboveItsBrailleAndAStatus)
     const auto braille = static_cast<std::size_t>(brailleRow());
     EXPECT_EQ(picture.rows.at(braille),
               "\u28e0\u282e\u2800\u2805\u2800\u2837\u2800\u2817\u2802\u2819\u282c");
-    EXPECT_EQ(picture.rows.at(braille + 1), "char 0/24, cell 0/11, dots 678");
+    EXPECT_EQ(picture.rows.at(braille + 1), "char 0/24, cell 0/11, dots 6");
     EXPECT_EQ(picture.rows.at(braille + 2), "display: en-ueb-g2.ctb");
     EXPECT_THAT(picture.rows.at(braille + 3),
                 testing::MatchesRegex("last call [0-9.]+ ms, calls of the map 0"));
@@ -125,20 +125,20 @@ TEST_P(Explorer, ShowsPrintAboveItsBrailleAndAStatus)
 TEST_P(Explorer, MovesBothCursorsTogether)
 {
     press({"Right", "Right", "Right", "Right"});
-    expectShown(terminal, {"char 4/24", "cell 3/11, dots 1378", "\u2820\u282e\u2800\u28c5"});
+    expectShown(terminal, {"char 4/24", "cell 3/11, dots 13", "\u2820\u282e\u2800\u28c5"});
     expectCursor(0, 4);
     press({"End"});
-    expectShown(terminal, {"char 24/24", "cell 11/11, dots 78"});
+    expectShown(terminal, {"char 24/24", "cell 11/11, dots 0\n"});
     press({"Left"});
-    expectShown(terminal, {"char 23/24", "cell 10/11, dots 34678"});
+    expectShown(terminal, {"char 23/24", "cell 10/11, dots 346"});
     press({"Home"});
-    expectShown(terminal, {"char 0/24", "cell 0/11, dots 678"});
+    expectShown(terminal, {"char 0/24", "cell 0/11, dots 6"});
 }
 
 TEST_P(Explorer, MovesThroughTheLinesOfTheText)
 {
     press({"Down"});
-    expectShown(terminal, {"char 0/8", "cell 0/3, dots 1234678"});
+    expectShown(terminal, {"char 0/8", "cell 0/3, dots 12346"});
     expectCursor(1, 0);
     press({"Left"});
     expectShown(terminal, {"char 24/24", "cell 11/11"});
@@ -154,7 +154,7 @@ TEST_P(Explorer, RoutesTheCursorToTheCellInFocus)
     expectShown(terminal, {"cell 3/11", "char 0/24"});
     expectCursor(brailleRow(), 3);
     press({"Enter"});
-    expectShown(terminal, {"char 4/24", "cell 3/11, dots 1378"});
+    expectShown(terminal, {"char 4/24", "cell 3/11, dots 13"});
     press({"Tab"});
     expectCursor(0, 4);
 }
@@ -194,6 +194,16 @@ TEST_P(Explorer, CyclesThroughTheRoles)
     }
 }
 
+TEST_P(Explorer, StaysOnTheBrailleThatHasBecomeShorter)
+{
+    press({"F2", "F2", "F2"});
+    expectShown(terminal, {"grade1: "});
+    press({"Tab", "End"});
+    expectShown(terminal, {"cell 24/25"});
+    press({"F2"});
+    expectShown(terminal, {"display: ", "cell 10/11, dots 346"});
+}
+
 TEST_P(Explorer, SwitchesTheProfile)
 {
     press({"F3"});
@@ -213,8 +223,22 @@ TEST_P(Explorer, SwitchesTheProfile)
 
 TEST_P(Explorer, EndsWithItsKeysAndLeavesTheTerminalAsItWas)
 {
-    press({"F10"});
+    press({"F3", "F10"});
     expectShown(terminal, {"status 0"}, {"knowledge"});
+}
+
+TEST_P(Explorer, EndsWithControlXAfterShiftTab)
+{
+    press({"BTab"});
+    expectCursor(brailleRow(), 0);
+    press({"C-x"});
+    expectShown(terminal, {"status 0"}, {"knowledge"});
+}
+
+TEST_P(Explorer, EndsWithControlBackslashAndLeavesTheTerminalAsItWas)
+{
+    press({"C-\\\\"});
+    expectShown(terminal, {"status 131"}, {"knowledge"});
 }
 
 TEST_P(Explorer, EndsWithControlCAndLeavesTheTerminalAsItWas)
@@ -349,6 +373,19 @@ TEST_F(ExplorerWithAFakeService, SaysThatTheServiceIsGoneAndComesBackByItself)
     expectShown(terminal, {"\u2861\u2862", "display: some.ctb"}, {"Trying again"});
 }
 
+TEST_F(ExplorerWithAFakeService, LetsOneTypeWhileTheServiceStandsStill)
+{
+    startService();
+    Terminal terminal("SYSTEMD_BUS_TIMEOUT=500ms " + std::string(BRLTRANSLATE) + " --explore", 40,
+                      10);
+    expectShown(terminal, {"display: some.ctb"});
+    service->stop();
+    terminal.type("abc");
+    expectShown(terminal, {"char 3/3, cell 0/0", "Trying again: the Translator service"});
+    service->resume();
+    expectShown(terminal, {"\u2861\u2862\u2863"}, {"Trying again"});
+}
+
 TEST_F(ExplorerWithAFakeService, StartsWithoutTheService)
 {
     Terminal terminal(BRLTRANSLATE + std::string(" --explore"), 40, 10);
@@ -398,6 +435,13 @@ TEST_F(ExplorerWithAFakeService, NeedsATerminalThatItCanDrawOn)
         expectShown(terminal, {"brltranslate: --explore cannot draw on this terminal; set TERM to "
                                "what it is\nstatus 2\n"});
     }
+}
+
+TEST(AnExplorerOfWhatThereIsNot, SaysSoBeforeItOpens)
+{
+    const PrivateBus bus(PrivateBus::Services::REAL);
+    Terminal terminal(BRLTRANSLATE + std::string(" --explore -t nope; echo status $?"), 90, 10);
+    expectShown(terminal, {"brltranslate: no translator is named \"nope\"", "status 2"});
 }
 
 TEST_F(ExplorerWithAFakeService, NamesAFileThatItCannotRead)
