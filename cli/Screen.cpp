@@ -7,6 +7,7 @@
 #include "Utf8.h"
 
 #include <algorithm>
+#include <csignal>
 #include <cstdio>
 #include <curses.h>
 #include <exception>
@@ -126,11 +127,13 @@ std::vector<std::wstring> statusOf(const Exploration& exploration, std::size_t r
 /** Takes the terminal over, if it is one whose cursor can be moved. */
 bool takeTerminal()
 {
-    if (newterm(nullptr, stdout, stdin) == nullptr)
+    SCREEN* const screen = newterm(nullptr, stdout, stdin);
+    if (screen == nullptr)
         return false;
     if (tigetstr("cup") != nullptr)
         return true;
     endwin();
+    delscreen(screen);
     return false;
 }
 
@@ -174,7 +177,7 @@ std::optional<Key> Screen::key(std::chrono::milliseconds patience)
     if (kind == ERR && poll(&typed, 1, static_cast<int>(patience.count())) != 0)
         kind = get_wch(&code);
     if (kind == ERR && (typed.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0)
-        throw Complaint(Status::NOT_TRANSLATED, "the terminal has gone");
+        kill(getpid(), SIGHUP); // which only a controlling terminal sends by itself
     if (kind == ERR)
         return std::nullopt;
     return Key{kind == KEY_CODE_YES, static_cast<wchar_t>(code)};

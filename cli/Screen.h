@@ -31,7 +31,7 @@ public:
     /** prompt: what is being asked for, and what has been typed, if anything is. */
     void draw(const Exploration& exploration, const std::optional<std::wstring>& prompt);
 
-    /** Waits for a key, at most that long. Throws Complaint if the terminal has gone. */
+    /** Waits for a key, at most that long. Where the terminal has gone, there is SIGHUP. */
     static std::optional<Key> key(std::chrono::milliseconds patience);
 
 private:

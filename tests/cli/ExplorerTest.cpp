@@ -1,4 +1,5 @@
 #include "Brltranslate.h"
+#include "support/ChildProcess.h"
 #include "support/FakeServiceProcess.h"
 #include "support/PrivateBus.h"
 #include "support/Terminal.h"
@@ -9,6 +10,7 @@
 #include <algorithm>
 #include <fstream>
 #include <memory>
+#include <pty.h>
 #include <string>
 #include <unistd.h>
 
@@ -435,6 +437,29 @@ TEST_F(ExplorerWithAFakeService, NeedsATerminalThatItCanDrawOn)
         expectShown(terminal, {"brltranslate: --explore cannot draw on this terminal; set TERM to "
                                "what it is\nstatus 2\n"});
     }
+}
+
+TEST(AnExplorerWhoseTerminalGoes, EndsAlthoughNoSignalSaysSo)
+{
+    const PrivateBus bus;
+    int master = -1;
+    int terminal = -1;
+    ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
+    ChildProcess explorer([&] {
+        setsid(); // so that the terminal controls nobody
+        for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO})
+            dup2(terminal, stream);
+        close(terminal);
+        close(master);
+        setenv("TERM", "screen", 1);
+        execl(BRLTRANSLATE, BRLTRANSLATE, "--explore", nullptr);
+        return 127;
+    });
+    close(terminal);
+    char drawn = 0;
+    EXPECT_EQ(read(master, &drawn, 1), 1);
+    close(master);
+    EXPECT_EQ(WTERMSIG(explorer.wait()), SIGHUP);
 }
 
 TEST(AnExplorerOfWhatThereIsNot, SaysSoBeforeItOpens)
