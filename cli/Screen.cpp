@@ -3,6 +3,7 @@
 #include "Cells.h"
 #include "Complaint.h"
 #include "Folding.h"
+#include "TerminalKind.h"
 #include "TerminalText.h"
 #include "Utf8.h"
 
@@ -124,19 +125,6 @@ std::vector<std::wstring> statusOf(const Exploration& exploration, std::size_t r
     return status;
 }
 
-/** Takes the terminal over, if it is one whose cursor can be moved. */
-bool takeTerminal()
-{
-    SCREEN* const screen = newterm(nullptr, stdout, stdin);
-    if (screen == nullptr)
-        return false;
-    if (tigetstr("cup") != nullptr)
-        return true;
-    endwin();
-    delscreen(screen);
-    return false;
-}
-
 /** A program that ends by a fault leaves the terminal as it was. */
 void restoreTerminalOnTerminate()
 {
@@ -151,7 +139,7 @@ void restoreTerminalOnTerminate()
 
 Screen::Screen()
 {
-    if (!takeTerminal())
+    if (!canMoveCursor() || newterm(nullptr, stdout, stdin) == nullptr)
         throw Complaint(Status::WRONG_USE, "--explore cannot draw on this terminal; set TERM to "
                                            "what it is");
     restoreTerminalOnTerminate();
