@@ -3,6 +3,7 @@
 
 #include "Range.h"
 
+#include <cstddef>
 #include <vector>
 
 /** What is never divided between two lines. */
@@ -19,5 +20,17 @@ struct Piece
  * itself.
  */
 std::vector<Range> fold(const std::vector<Piece>& pieces, std::size_t width);
+
+/** The same for what the pieces stand for, one for each of the items: the items of each line. */
+template <typename Item>
+std::vector<std::vector<Item>> folded(const std::vector<Item>& items,
+                                      const std::vector<Piece>& pieces, std::size_t width)
+{
+    std::vector<std::vector<Item>> lines;
+    for (const Range& line : fold(pieces, width))
+        lines.emplace_back(items.begin() + static_cast<std::ptrdiff_t>(line.begin),
+                           items.begin() + static_cast<std::ptrdiff_t>(line.end));
+    return lines;
+}
 
 #endif

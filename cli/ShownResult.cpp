@@ -83,14 +83,7 @@ std::vector<DisplayLine> ShownResult::displayLines(std::size_t width) const
         const bool hangs = blank && !(cell && part.translation.has(*cell));
         pieces.push_back({part.translation.size(), blank, hangs});
     }
-    std::vector<DisplayLine> lines;
-    for (const Range& line : fold(pieces, width)) {
-        const auto at = [&](std::size_t index) {
-            return narrow.begin() + static_cast<std::ptrdiff_t>(index);
-        };
-        lines.emplace_back(at(line.begin), at(line.end));
-    }
-    return lines;
+    return folded(narrow, pieces, width);
 }
 
 Range sourceOf(const DisplayLine& line)

@@ -20,14 +20,9 @@ namespace {
 constexpr wchar_t LEFT_TO_RIGHT_MARK = 0x200E;
 constexpr const wchar_t* COLUMN_SEPARATOR = L"\u2502";
 
-std::wstring widened(const std::string& ascii)
-{
-    return {ascii.begin(), ascii.end()};
-}
-
 std::wstring shownCells(const std::wstring& cells, const ViewOptions& options)
 {
-    return options.asDots ? widened(dotsOf(cells)) : cells;
+    return options.asDots ? decodeUtf8(dotsOf(cells)).text : cells;
 }
 
 std::size_t lengthOf(const BrlTranslationResult& result)
@@ -35,47 +30,53 @@ std::size_t lengthOf(const BrlTranslationResult& result)
     return result.getUntranslatedW().size();
 }
 
+/** What stands under each other for one group. */
+struct Column
+{
+    std::wstring source;
+    std::wstring translation;
+
+    std::size_t width() const { return std::max(columnsOf(source), columnsOf(translation)); }
+};
+
 /** Braille as the options want it, print as it can be shown. */
-std::wstring sourceColumn(const ShownResult& shown, const Group& group, const ViewOptions& options)
+std::vector<Column> columnsFor(const ShownResult& shown, const std::vector<Group>& groups,
+                               const ViewOptions& options)
 {
-    const std::wstring text = shown.sourceText(group.source);
-    return shown.isForward() ? visible(text) : shownCells(text, options);
+    std::vector<Column> columns;
+    columns.reserve(groups.size());
+    for (const Group& group : groups) {
+        Column column = {shown.sourceText(group.source), shown.translatedText(group.translation)};
+        std::wstring& print = shown.isForward() ? column.source : column.translation;
+        std::wstring& braille = shown.isForward() ? column.translation : column.source;
+        print = visible(print);
+        braille = shownCells(braille, options);
+        columns.push_back(std::move(column));
+    }
+    return columns;
 }
 
-std::wstring translatedColumn(const ShownResult& shown, const Group& group,
-                              const ViewOptions& options)
+/** One row of columns: texts of any direction, each in its own, from left to right. */
+std::string row(const std::vector<Column>& columns, std::wstring Column::*side)
 {
-    const std::wstring text = shown.translatedText(group.translation);
-    return shown.isForward() ? shownCells(text, options) : visible(text);
-}
-
-/** A row of columns: texts of any direction, each in its own, from left to right. */
-std::string row(const std::vector<std::wstring>& texts, const std::vector<std::size_t>& widths)
-{
-    const bool isMixed = std::any_of(texts.begin(), texts.end(), isRightToLeft);
+    const bool isMixed = std::any_of(columns.begin(), columns.end(), [&](const Column& column) {
+        return isRightToLeft(column.*side);
+    });
     std::wstring line = isMixed ? std::wstring(1, LEFT_TO_RIGHT_MARK) : L"";
-    for (std::size_t column = 0; column < texts.size(); ++column) {
-        const std::wstring& text = texts[column];
-        line += (column == 0 ? L"" : COLUMN_SEPARATOR) + (isMixed ? isolated(text) : text);
+    for (const Column& column : columns) {
+        const std::wstring& text = column.*side;
+        const bool isLast = &column == &columns.back();
+        line += isMixed ? isolated(text) : text;
         // No blanks at the end of a line.
-        if (column + 1 < texts.size())
-            line.append(widths[column] - columnsOf(text), L' ');
+        if (!isLast)
+            line += std::wstring(column.width() - columnsOf(text), L' ') + COLUMN_SEPARATOR;
     }
     return encodeUtf8(line) + '\n';
 }
 
-std::string alignedRows(const ShownResult& shown, const std::vector<Group>& groups,
-                        const ViewOptions& options)
+std::string alignedRows(const std::vector<Column>& columns)
 {
-    std::vector<std::wstring> sources;
-    std::vector<std::wstring> translations;
-    std::vector<std::size_t> widths;
-    for (const Group& group : groups) {
-        sources.push_back(sourceColumn(shown, group, options));
-        translations.push_back(translatedColumn(shown, group, options));
-        widths.push_back(std::max(columnsOf(sources.back()), columnsOf(translations.back())));
-    }
-    return row(sources, widths) + row(translations, widths);
+    return row(columns, &Column::source) + row(columns, &Column::translation);
 }
 
 std::string rangeText(const Range& range)
@@ -83,22 +84,15 @@ std::string rangeText(const Range& range)
     return std::to_string(range.begin) + ".." + std::to_string(range.end);
 }
 
-/** The groups of each block of an aligned map: a line of the display, or what a terminal holds. */
-std::vector<DisplayLine> mapBlocks(const ShownResult& shown, const ViewOptions& options)
+/** The columns of each pair of rows that a terminal holds. */
+std::vector<std::vector<Column>> terminalBlocks(const std::vector<Column>& columns,
+                                                std::size_t terminalColumns)
 {
-    if (options.width)
-        return shown.displayLines(*options.width);
     std::vector<Piece> pieces;
-    for (const Group& group : shown.groups()) {
-        const std::size_t widest = std::max(columnsOf(sourceColumn(shown, group, options)),
-                                            columnsOf(translatedColumn(shown, group, options)));
-        pieces.push_back({widest + 1, true, false});
-    }
-    std::vector<DisplayLine> blocks;
-    for (const Range& block : fold(pieces, options.terminalColumns + 1))
-        blocks.emplace_back(shown.groups().begin() + static_cast<std::ptrdiff_t>(block.begin),
-                            shown.groups().begin() + static_cast<std::ptrdiff_t>(block.end));
-    return blocks;
+    pieces.reserve(columns.size());
+    for (const Column& column : columns)
+        pieces.push_back({column.width() + 1, true, false});
+    return folded(columns, pieces, terminalColumns + 1);
 }
 
 /** Cells without the blank ones at their end. */
@@ -206,10 +200,14 @@ std::string mapView(BrlTranslationResult& result, const ViewOptions& options)
 {
     const ShownResult shown(result, options.cursor);
     std::string text;
-    for (const DisplayLine& block : mapBlocks(shown, options)) {
-        if (options.width)
-            text += rangeText(sourceOf(block)) + '\n';
-        text += alignedRows(shown, block, options);
+    if (options.width) {
+        for (const DisplayLine& line : shown.displayLines(*options.width))
+            text +=
+                rangeText(sourceOf(line)) + '\n' + alignedRows(columnsFor(shown, line, options));
+    } else {
+        const std::vector<Column> columns = columnsFor(shown, shown.groups(), options);
+        for (const auto& block : terminalBlocks(columns, options.terminalColumns))
+            text += alignedRows(block);
     }
     return text.empty() ? "\n\n" : text;
 }
