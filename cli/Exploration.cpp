@@ -94,7 +94,7 @@ void Exploration::show()
     shown.emplace(*result, static_cast<int>(edited.position()));
     mapCalls += knownEntries(*result) - before;
     display = shown->displayLines(width);
-    focusedCell = std::min(focusedCell, std::max<std::size_t>(cellCount(), 1) - 1);
+    focusedCell = std::min(focusedCell, lastCell());
 }
 
 void Exploration::forgetTranslation()
@@ -142,7 +142,7 @@ void Exploration::right()
 {
     if (focus == Side::PRINT)
         move([this] { edited.right(); });
-    else if (focusedCell + 1 < cellCount())
+    else if (focusedCell < lastCell())
         ++focusedCell;
 }
 
@@ -175,7 +175,7 @@ void Exploration::end()
     if (focus == Side::PRINT)
         move([this] { edited.end(); });
     else
-        focusedCell = std::max<std::size_t>(cellCount(), 1) - 1;
+        focusedCell = lastCell();
 }
 
 void Exploration::switchSide()
@@ -247,6 +247,12 @@ std::size_t Exploration::cellCount() const
 std::size_t Exploration::brailleLength() const
 {
     return shown ? shown->translatedLength() : 0;
+}
+
+/** The first, where there are none. */
+std::size_t Exploration::lastCell() const
+{
+    return std::max<std::size_t>(cellCount(), 1) - 1;
 }
 
 std::size_t Exploration::displayLineOf(std::size_t wantedCell) const

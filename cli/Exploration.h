@@ -102,6 +102,7 @@ private:
     void show();
     void forgetTranslation();
     void goToDisplayLine(bool isNext);
+    std::size_t lastCell() const;
     std::size_t displayLineOf(std::size_t wantedCell) const;
 
     EditedText edited;

@@ -47,14 +47,13 @@ std::vector<std::wstring> linesOf(const std::string& file)
     LineReader reader(descriptor, file, LONGEST_LINE);
     std::vector<std::wstring> lines;
     for (std::string line; reader.next(line);) {
+        const std::string where = "line " + std::to_string(lines.size() + 1);
         if (reader.wasCut())
-            throw cannotRead(file, "line " + std::to_string(lines.size() + 1) + " is longer than " +
-                                       std::to_string(LONGEST_LINE) + " bytes");
+            throw cannotRead(file,
+                             where + " is longer than " + std::to_string(LONGEST_LINE) + " bytes");
         DecodedText decoded = decodeUtf8(line);
         if (decoded.malformedAt)
-            throw cannotRead(file, "line " + std::to_string(lines.size() + 1) +
-                                       ": malformed UTF-8 at byte offset " +
-                                       std::to_string(*decoded.malformedAt));
+            throw cannotRead(file, where + ": " + malformedUtf8At(*decoded.malformedAt));
         lines.push_back(std::move(decoded.text));
     }
     close(descriptor);
@@ -96,17 +95,39 @@ private:
 /** What is wrong with the names is said before the view opens; a service may come later. */
 void requireNames(const Options& options)
 try {
-    Session session;
-    if (options.choice.name)
-        session.use(options.choice);
-    if (options.profile)
-        session.changeProfile(*options.profile);
+    Session().begin(options.choice, options.profile);
 } catch (const Complaint& complaint) {
     if (complaint.status() != Status::NO_SERVICE || options.profile)
         throw;
 }
 
-/** Turns keys into what they mean, until one means the end. */
+/** The function of a key that terminals send as a character. */
+Key meant(const Key& key)
+{
+    if (key.isFunction)
+        return key;
+    switch (key.code) {
+    case BACKSPACE:
+    case DELETE:
+        return {true, KEY_BACKSPACE};
+    case TAB:
+        return {true, KEY_BTAB};
+    case LINE_FEED:
+    case CARRIAGE_RETURN:
+        return {true, KEY_ENTER};
+    case CONTROL_X:
+        return {true, KEY_F(10)};
+    default:
+        return key;
+    }
+}
+
+bool isPrintable(const Key& key)
+{
+    return !key.isFunction && std::iswcntrl(static_cast<std::wint_t>(key.code)) == 0;
+}
+
+/** Does what keys mean, until one means the end. */
 class Explorer
 {
 public:
@@ -122,7 +143,7 @@ public:
             screen.draw(exploration, prompt ? std::optional(PROFILE_PROMPT + *prompt) : prompt);
             const std::optional<Key> key = Screen::key(BETWEEN_REFRESHES);
             if (key)
-                take(*key);
+                take(meant(*key));
             else
                 exploration.refresh();
         }
@@ -134,15 +155,15 @@ private:
         if (key.isFunction && key.code == KEY_RESIZE)
             return;
         exploration.acknowledge();
-        isDone = key.isFunction ? key.code == KEY_F(10) : key.code == CONTROL_X;
+        isDone = key.isFunction && key.code == KEY_F(10);
         if (isDone)
             return;
         if (prompt)
             answer(key);
         else if (key.isFunction)
             pressFunction(static_cast<int>(key.code));
-        else
-            pressCharacter(key.code);
+        else if (isPrintable(key))
+            exploration.insert(key.code);
     }
 
     void pressFunction(int code)
@@ -168,37 +189,16 @@ private:
             prompt.emplace();
     }
 
-    void pressCharacter(wchar_t character)
-    {
-        switch (character) {
-        case TAB:
-            return exploration.switchSide();
-        case LINE_FEED:
-        case CARRIAGE_RETURN:
-            return exploration.enter();
-        case BACKSPACE:
-        case DELETE:
-            return exploration.eraseBefore();
-        default:
-            if (std::iswcntrl(static_cast<std::wint_t>(character)) == 0)
-                exploration.insert(character);
-        }
-    }
-
     /** A key while the name of a profile is asked for. */
     void answer(const Key& key)
     {
-        const bool isEnter = key.isFunction ? key.code == KEY_ENTER
-                                            : key.code == CARRIAGE_RETURN || key.code == LINE_FEED;
-        const bool isErase = key.isFunction ? key.code == KEY_BACKSPACE
-                                            : key.code == BACKSPACE || key.code == DELETE;
-        if (isEnter)
+        if (key.isFunction && key.code == KEY_ENTER)
             exploration.changeProfile(encodeUtf8(*std::exchange(prompt, std::nullopt)));
-        else if (isErase && !prompt->empty())
+        else if (key.isFunction && key.code == KEY_BACKSPACE && !prompt->empty())
             prompt->pop_back();
         else if (!key.isFunction && key.code == ESCAPE)
             prompt.reset();
-        else if (!key.isFunction && std::iswcntrl(static_cast<std::wint_t>(key.code)) == 0)
+        else if (isPrintable(key))
             *prompt += key.code;
     }
 

@@ -29,8 +29,7 @@ std::wstring decoded(const std::string& bytes)
 {
     DecodedText text = decodeUtf8(bytes);
     if (text.malformedAt)
-        throw Complaint(Status::NOT_TRANSLATED,
-                        "malformed UTF-8 at byte offset " + std::to_string(*text.malformedAt));
+        throw Complaint(Status::NOT_TRANSLATED, malformedUtf8At(*text.malformedAt));
     return std::move(text.text);
 }
 

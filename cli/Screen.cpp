@@ -72,11 +72,6 @@ std::vector<TextRow> rowsAround(const EditedText& text, std::size_t columns, std
     return rows;
 }
 
-std::wstring widened(const std::string& utf8)
-{
-    return decodeUtf8(utf8).text;
-}
-
 std::wstring positionsInWords(const Exploration& exploration)
 {
     const std::wstring cells = exploration.focusedBraille();
@@ -85,7 +80,7 @@ std::wstring positionsInWords(const Exploration& exploration)
           << ", cell " << exploration.cell() << '/' << exploration.brailleLength();
     if (!cells.empty())
         words << ", dots " << dotsOf(cells);
-    return widened(words.str());
+    return decodeUtf8(words.str()).text;
 }
 
 std::wstring effortInWords(const Exploration& exploration)
@@ -93,7 +88,7 @@ std::wstring effortInWords(const Exploration& exploration)
     std::ostringstream words;
     words << "last call " << std::fixed << std::setprecision(2) << exploration.lastCall().count()
           << " ms, calls of the map " << exploration.callsOfTheMap();
-    return widened(words.str());
+    return decodeUtf8(words.str()).text;
 }
 
 /** As much of it as fits. */
@@ -113,10 +108,10 @@ std::vector<std::wstring> statusOf(const Exploration& exploration, std::size_t r
                                    std::size_t columns)
 {
     std::vector<std::wstring> status = {positionsInWords(exploration),
-                                        widened(exploration.translatorInWords()),
+                                        decodeUtf8(exploration.translatorInWords()).text,
                                         effortInWords(exploration), HELP};
     status.resize(rows);
-    std::wstring problem = visible(widened(exploration.problem()));
+    std::wstring problem = visible(decodeUtf8(exploration.problem()).text);
     for (std::size_t row = rows - std::min<std::size_t>(rows, 2); row < rows && !problem.empty();
          ++row) {
         status[row] = clipped(problem, columns);

@@ -24,8 +24,7 @@ void requireThatTheBusCarries(const std::wstring& text)
 void requireUtf8(const std::string& what, const std::string& name)
 {
     if (const auto offset = decodeUtf8(name).malformedAt)
-        throw Complaint(Status::WRONG_USE,
-                        what + ": malformed UTF-8 at byte offset " + std::to_string(*offset));
+        throw Complaint(Status::WRONG_USE, what + ": " + malformedUtf8At(*offset));
 }
 
 std::unique_ptr<Translation> openBus()
@@ -59,6 +58,17 @@ const std::array<Role, 4>& allRoles()
 
 Session::Session() : translation(openBus())
 {
+}
+
+void Session::begin(const Choice& choice, const std::optional<std::string>& profile)
+{
+    // A name that nobody has is not to change the profile for everybody.
+    if (choice.name)
+        use(choice);
+    if (profile)
+        changeProfile(*profile);
+    if (!choice.name)
+        use(choice);
 }
 
 void Session::changeProfile(std::string name)

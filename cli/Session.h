@@ -39,6 +39,9 @@ class Session
 public:
     Session();
 
+    /** Switches the service to that profile, if there is one, and uses that translator. */
+    void begin(const Choice& choice, const std::optional<std::string>& profile);
+
     /** Switches the service to that profile, for all its clients. */
     void changeProfile(std::string name);
 

@@ -5,6 +5,11 @@
 
 namespace utf = boost::locale::utf;
 
+std::string malformedUtf8At(std::size_t offset)
+{
+    return "malformed UTF-8 at byte offset " + std::to_string(offset);
+}
+
 DecodedText decodeUtf8(std::string_view bytes)
 {
     DecodedText decoded;

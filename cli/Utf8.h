@@ -13,6 +13,9 @@ struct DecodedText
     std::optional<std::size_t> malformedAt; ///< offset of the first malformed sequence, in bytes
 };
 
+/** How a person is told of that offset. */
+std::string malformedUtf8At(std::size_t offset);
+
 /** Decodes UTF-8, up to the first malformed sequence. */
 DecodedText decodeUtf8(std::string_view bytes);
 

@@ -42,7 +42,6 @@ Status listRoles(Session& session, Output& output)
 
 Status translate(Session& session, const Options& options, Output& output)
 {
-    session.use(options.choice);
     Filter filter(session, options, output);
     return options.words.empty() ? filter.translateStandardInput()
                                  : filter.translate(joined(options.words));
@@ -51,11 +50,7 @@ Status translate(Session& session, const Options& options, Output& output)
 Status run(const Options& options, Output& output)
 {
     Session session;
-    // A name that nobody has is not to change the profile for everybody.
-    if (options.choice.name)
-        session.use(options.choice);
-    if (options.profile)
-        session.changeProfile(*options.profile);
+    session.begin(options.choice, options.profile);
     return options.listsRoles ? listRoles(session, output) : translate(session, options, output);
 }
 
