@@ -5,6 +5,8 @@
 #include "support/Command.h"
 
 #include <algorithm>
+#include <fstream>
+#include <iterator>
 #include <string>
 #include <utility>
 #include <vector>
@@ -28,6 +30,18 @@ inline Outcome run(const Words& arguments, const std::string& input = "")
 inline Outcome runInShell(const std::string& commandLine)
 {
     return Command{{"bash", "-c", commandLine}, "", {{"BRLTRANSLATE", BRLTRANSLATE}}}.run();
+}
+
+inline std::string contentOf(const std::string& path)
+{
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+/** A long text that every Debian system has. */
+inline std::string licence()
+{
+    return contentOf("/usr/share/common-licenses/GPL-3");
 }
 
 inline std::vector<std::string> linesOf(const std::string& text)

@@ -5,26 +5,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
 
-std::string contentOf(const std::string& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
 std::string engine(const char* direction, const std::string& table, const std::string& text)
 {
     return Command{{"lou_translate", direction, "unicode.dis," + table}, text}.run().output;
-}
-
-std::string licence()
-{
-    return contentOf("/usr/share/common-licenses/GPL-3");
 }
 
 /** Language profiles, each with the text that it is measured on. */

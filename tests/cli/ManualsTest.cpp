@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <set>
 #include <string>
 
@@ -25,12 +23,6 @@ struct Manual
 constexpr Manual ALL[] = {
     {"brltranslate.1", BRLTRANSLATE},
     {"brailletranslatord.8", TEST_BUILD_FOLDER "/service/brailletranslatord"}};
-
-std::string contentOf(const std::string& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
 
 /** The long options at the beginnings of the lines of a program's help. */
 std::set<std::string> optionsOf(const char* program)
