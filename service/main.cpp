@@ -89,11 +89,14 @@ std::optional<int> readOptions(int argc, char** argv, Options& options)
     return std::nullopt;
 }
 
-/** The program that holds the engine: next to this one. */
+/** The program that holds the engine: next to this one, or where an installation has it. */
 std::string engineProgram()
 {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() /
-           "brailletranslate-engine";
+    const std::filesystem::path name = "brailletranslate-engine";
+    const auto folder = std::filesystem::read_symlink("/proc/self/exe").parent_path();
+    if (exists(folder / name))
+        return folder / name;
+    return (folder / BRAILLETRANSLATE_ENGINE_FOLDER / name).lexically_normal();
 }
 
 Catalogue installedCatalogue()
