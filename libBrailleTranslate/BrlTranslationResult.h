@@ -27,8 +27,10 @@ class TranslatorProxy;
  * Lifetimes: a copyable value that owns its texts and map. The translator is
  * borrowed, may be null, and must live as long as positions are mapped.
  *
- * Threads: separate results are independent; one result, lookups included,
- * belongs to one thread at a time.
+ * Threads: one result, lookups included, belongs to one thread at a time.
+ * Separate results are independent but for lookups of unknown entries, which
+ * use the translator's service proxy. The static operations may be called on
+ * any thread.
  */
 class BRAILLETRANSLATE_EXPORT BrlTranslationResult
 {

@@ -11,16 +11,22 @@
 #include <vector>
 
 /**
- * The service's reply to a translation, D-Bus signature "(biaiabauaus)":
+ * @file
+ * The link to the Translator service, and the structures that it replies with.
+ */
+
+/**
+ * The service's reply to a translation, D-Bus signature "(biaiabauaus)". Its
+ * fields, by their index:
  *
- * 0. success, for diagnostics only
- * 1. a number, for diagnostics only
- * 2. position map: for each code point of the input, and for its end, the
- *    position in the output, both 0-based
- * 3. which entries of the position map are known; its length may differ
- * 4. the output text, one code point per element
- * 5. the input text as the service read it, one code point per element
- * 6. UTF-8 text, for diagnostics only
+ * - 0: success, for diagnostics only
+ * - 1: a number, for diagnostics only
+ * - 2: position map: for each code point of the input, and for its end, the
+ *   position in the output, both 0-based
+ * - 3: which entries of the position map are known; its length may differ
+ * - 4: the output text, one code point per element
+ * - 5: the input text as the service read it, one code point per element
+ * - 6: UTF-8 text, for diagnostics only
  */
 using TranslationReply = sdbus::Struct<bool, int32_t, std::vector<int32_t>, std::vector<bool>,
                                        std::vector<uint32_t>, std::vector<uint32_t>, std::string>;

@@ -1,4 +1,7 @@
-/** Visibility of symbols; everything in the library is hidden unless it says otherwise. */
+/**
+ * @file
+ * Visibility of symbols; everything in the library is hidden unless it says otherwise.
+ */
 #ifndef LIBBRAILLETRANSLATE_EXPORT_H
 #define LIBBRAILLETRANSLATE_EXPORT_H
 

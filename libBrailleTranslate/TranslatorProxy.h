@@ -22,7 +22,8 @@ class DBusTranslatorProxy;
  * Failures: a failed translation is logged by the service proxy and yields a
  * result with empty texts, never null.
  *
- * Threads: as the service proxy; getID() and getGrade() may be called anywhere.
+ * Threads: as the service proxy; getID() and getGrade() may be called on any
+ * thread.
  */
 class BRAILLETRANSLATE_EXPORT TranslatorProxy
 {
