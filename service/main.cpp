@@ -129,6 +129,10 @@ void takeName(sdbus::IConnection& connection)
         if (error.getName() == "org.freedesktop.DBus.Error.FileExists")
             throw std::runtime_error("the name " + name +
                                      " is already taken: another service is running");
+        if (error.getName() == "org.freedesktop.DBus.Error.AccessDenied")
+            throw std::runtime_error("the system bus does not let this user own the name " + name +
+                                     ": run the service as the user of its bus policy, " +
+                                     BRAILLETRANSLATE_USER);
         throw std::runtime_error("Failed to take the name " + name + ": " + error.getMessage());
     }
 }
