@@ -1,3 +1,4 @@
+# shellcheck shell=bash
 # Read in by the scripts that check one thing after the other and go on after a
 # failure: check() and its like print a line for each, summary() ends.
 
