@@ -8,9 +8,7 @@
 #include "support/Environment.h"
 #include "support/PrivateMember.h"
 
-#include <algorithm>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 REVEAL(nameOfHandle, TranslatorProxy, name)
@@ -19,7 +17,6 @@ REVEAL(displayOf, Translation, preferredDisplayTranslator)
 REVEAL(entryOf, Translation, preferredEntryTranslator)
 REVEAL(computerOf, Translation, computerBrailleTranslator)
 REVEAL(grade1Of, Translation, grade1EntryTranslator)
-REVEAL(serviceOf, Translation, dbusProxy)
 
 using testing::ElementsAre;
 using testing::HasSubstr;
@@ -82,23 +79,8 @@ INSTANTIATE_TEST_SUITE_P(Each, ARole, testing::ValuesIn(ROLES),
 
 } // namespace
 
-TEST_F(ATranslation, IsNeitherCopyableNorMovableNorPolymorphic)
+TEST_F(ATranslation, HasNoHandlesAtFirst)
 {
-    EXPECT_FALSE(std::is_copy_constructible_v<Translation>);
-    EXPECT_FALSE(std::is_move_constructible_v<Translation>);
-    EXPECT_FALSE(std::is_copy_assignable_v<Translation>);
-    EXPECT_FALSE(std::is_move_assignable_v<Translation>);
-    EXPECT_FALSE(std::is_polymorphic_v<Translation>);
-}
-
-TEST_F(ATranslation, HasItsMembersInOrderAndNoHandlesAtFirst)
-{
-    const std::vector<const void*> addresses{
-        &(translation.*displayOf()), &(translation.*entryOf()), &(translation.*computerOf()),
-        &(translation.*grade1Of()), &(translation.*serviceOf())};
-    EXPECT_TRUE(std::is_sorted(addresses.begin(), addresses.end()));
-    EXPECT_EQ(addresses.front(), &translation);
-    EXPECT_EQ(sizeof(Translation), 5 * sizeof(void*));
     EXPECT_EQ(translation.*displayOf(), nullptr);
     EXPECT_EQ(translation.*entryOf(), nullptr);
     EXPECT_EQ(translation.*computerOf(), nullptr);

@@ -1,7 +1,5 @@
 #include <libBrailleTranslate/BrlTranslationResult.h>
 
-#include "support/PrivateMember.h"
-
 #include <boost/locale/encoding_utf.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,19 +9,7 @@
 #include <cstdint>
 #include <random>
 #include <string>
-#include <type_traits>
 #include <vector>
-
-REVEAL(isForwardOf, BrlTranslationResult, isForward)
-REVEAL(leftOffsetOf, BrlTranslationResult, leftOffset)
-REVEAL(posMapOf, BrlTranslationResult, posMap)
-REVEAL(flagsOf, BrlTranslationResult, posMapComputed)
-REVEAL(translatedOf, BrlTranslationResult, translated)
-REVEAL(translatorOf, BrlTranslationResult, translator)
-REVEAL(untranslatedOf, BrlTranslationResult, untranslated)
-REVEAL(translatedWOf, BrlTranslationResult, translatedW)
-REVEAL(untranslatedWOf, BrlTranslationResult, untranslatedW)
-REVEAL(isWideOf, BrlTranslationResult, isWide)
 
 // On every processor, whether its wchar_t has a sign or not.
 static_assert(sizeof(wchar_t) == sizeof(uint32_t), "a wide element holds any code point");
@@ -58,13 +44,6 @@ void expectDefaultMap(const BrlTranslationResult& result, const std::vector<int>
 }
 
 } // namespace
-
-TEST(ABrlTranslationResult, NumbersItsDirections)
-{
-    EXPECT_EQ(int{FORWARD}, 0);
-    EXPECT_EQ(int{BACK}, 1);
-    EXPECT_TRUE((std::is_same_v<std::underlying_type_t<BrlTranslationResult::Direction>, int>));
-}
 
 TEST(ABrlTranslationResult, IsForwardForTheForwardDirectionOnly)
 {
@@ -322,22 +301,4 @@ TEST(ABrlTranslationResult, IsACopyableValueThatSharesNothing)
     EXPECT_EQ(copy.getTranslator(), someTranslator());
     EXPECT_EQ(copy.getUntranslatedW(), L"ab");
     expectDefaultMap(copy, {0, 0, 3}, {true, false, true});
-}
-
-TEST(ABrlTranslationResult, IsAPlainClass)
-{
-    EXPECT_FALSE(std::is_polymorphic_v<BrlTranslationResult>);
-    EXPECT_TRUE(std::is_copy_assignable_v<BrlTranslationResult>);
-}
-
-TEST(ABrlTranslationResult, HasItsMembersInOrder)
-{
-    const BrlTranslationResult result = wide(L"ab", L"xyz");
-    const std::vector<const void*> addresses{
-        &(result.*isForwardOf()),    &(result.*leftOffsetOf()),  &(result.*posMapOf()),
-        &(result.*flagsOf()),        &(result.*translatedOf()),  &(result.*translatorOf()),
-        &(result.*untranslatedOf()), &(result.*translatedWOf()), &(result.*untranslatedWOf()),
-        &(result.*isWideOf())};
-    EXPECT_TRUE(std::is_sorted(addresses.begin(), addresses.end()));
-    EXPECT_EQ(addresses.front(), &result);
 }
