@@ -126,7 +126,7 @@ public:
     /**
      * Where a position of the source text is in the translated text.
      *
-     * position: any int. Below the left offset it is its own translation. At or
+     * - position: any int. Below the left offset it is its own translation. At or
      *   above the number of entries of the map, whatever the offset, it keeps its
      *   distance from the end; for narrow texts it is returned as it is.
      *

@@ -43,18 +43,20 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  *
  * Failures: the three service operations never report any. A failed call (no
  * service, an error reply, no reply in time, a reply of another shape) writes
- * one ERROR record to the host's logger and returns the neutral value. Nothing
- * is retried, and a lost bus is not opened again: make a new object then.
- * Exceptions that do not derive from std::exception pass through.
+ * one ERROR record to the host's logger and returns the neutral value; without
+ * memory for the record it throws std::bad_alloc. Nothing is retried, and a lost
+ * bus is not opened again: make a new object then. Exceptions that do not derive
+ * from std::exception pass through, but out of the destructor end the program.
  *
  * Blocking: a call waits for its reply up to the D-Bus library's time-out, 25 s
  * or the environment's SYSTEMD_BUS_TIMEOUT. For as long as it takes, signals to
  * the calling thread wait, too (timers and job control among them), but for
- * faults and for SIGINT, SIGTERM, SIGQUIT and SIGHUP. A call given up on still
- * counts at the bus as pending; after 128 of them (the bus's default limit)
- * every call fails until the service answers or goes away. Before it calls, an
- * operation drops what others have sent to this connection without being asked,
- * for up to 3 s if they do not stop.
+ * faults and for SIGINT, SIGTERM, SIGQUIT and SIGHUP: a handler that runs for one
+ * of these ends the call as a failure. A call given up on still counts at the
+ * bus as pending; after 128 of them (the bus's default limit) every call
+ * fails until the service answers or goes away. Before it calls, an operation
+ * drops what others have sent to this connection without being asked, for up to
+ * 3 s if they do not stop.
  *
  * Limits: the bus carries messages up to 32 MiB, which is a text of somewhat
  * below 8,388,608 code points. A longer one costs the connection: its call
@@ -62,10 +64,11 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * and nothing is sent; a NUL ends them.
  *
  * Threads: one object, and all handles and results that borrow it, belong to
- * one thread at a time. Separate objects are independent. No thread stays
- * running. After fork() the object is of no use to the child: its calls fail
- * there, and the parent does not notice. (A child forked while another thread is
- * in a call may destroy that thread's object, but a call with it never returns.)
+ * one thread at a time (of results, BrlTranslationResult says more). Separate
+ * objects are independent. No thread stays running. After fork() the object is
+ * of no use to the child: its calls fail there, and the parent does not notice.
+ * (A child forked while another thread is in a call may destroy that thread's
+ * object, but a call with it never returns.)
  */
 class BRAILLETRANSLATE_EXPORT DBusTranslatorProxy
 {
@@ -76,7 +79,7 @@ public:
      * Opens a system-bus connection of its own. Makes no service call; the
      * service need not be running.
      *
-     * objectPath, busName: where the service's object is; copied.
+     * - objectPath, busName: where the service's object is; copied.
      *
      * Throws std::logic_error if either is null (busName is looked at first),
      * before anything else happens; the binding's exception, derived from
@@ -93,13 +96,13 @@ public:
     /**
      * Translates print to braille.
      *
-     * id: the translator's identifier; only read.
-     * text: one code point per element; sent as it is, unchecked.
-     * cursor: the position in text, in code points and 0-based, at which the
+     * - id: the translator's identifier; only read.
+     * - text: one code point per element; sent as it is, unchecked.
+     * - cursor: the position in text, in code points and 0-based, at which the
      *   position map must be exact; any int, sent as it is.
      *
      * Returns the service's reply; on failure, and for a reply without a body,
-     * false, 0 and empty arrays and text. Throws std::bad_alloc if there is no
+     * false, 0 and empty arrays and text. Throws std::bad_alloc also if there is no
      * memory for a copy of the text.
      */
     TranslationReply forwardW_proxy(std::string& id, const std::wstring& text, int cursor);

@@ -21,14 +21,16 @@ class TranslatorProxy;
  *
  * Failures: a failed service call writes one ERROR record to the host's logger
  * (see LogAppender) and returns null; the handle kept before stays valid and is
- * returned again once the service is back and names the same translator. A lost
- * bus, unlike a lost service, does not come back: make a new Translation.
+ * returned again once the service is back and names the same translator. Without
+ * memory for the record, std::bad_alloc leaves getters and changeLanguageProfile().
+ * A lost bus, unlike a lost service, does not come back: make a new Translation.
  *
  * Blocking: each getter makes exactly one call and waits for its reply, at most
  * the D-Bus library's time-out (25 s, or SYSTEMD_BUS_TIMEOUT).
  *
  * Threads: one Translation, with its handles and their results, belongs to one
- * thread at a time. Several are independent, each with its own connection.
+ * thread at a time (of results, BrlTranslationResult says more). Several are
+ * independent, each with its own connection.
  */
 class BRAILLETRANSLATE_EXPORT Translation
 {

@@ -23,7 +23,8 @@ class DBusTranslatorProxy;
  * result with empty texts, never null.
  *
  * Threads: as the service proxy; getID() and getGrade() may be called on any
- * thread.
+ * thread while the handle lives, so not while another thread calls the getter
+ * of its role, which may end it.
  */
 class BRAILLETRANSLATE_EXPORT TranslatorProxy
 {
@@ -31,11 +32,11 @@ public:
     /**
      * Takes a description as it is; calls nothing.
      *
-     * translatorGrade: the grade of contraction as the service reports it.
-     * displayName: the translator's name, UTF-8.
-     * serviceFlag: a service's own mark; kept, not interpreted.
-     * identifier: what the service knows the translator by, UTF-8.
-     * service: borrowed, not null.
+     * - translatorGrade: the grade of contraction as the service reports it.
+     * - displayName: the translator's name, UTF-8.
+     * - serviceFlag: a service's own mark; kept, not interpreted.
+     * - identifier: what the service knows the translator by, UTF-8.
+     * - service: borrowed, not null.
      */
     TranslatorProxy(int translatorGrade, std::string displayName, bool serviceFlag,
                     std::string identifier, DBusTranslatorProxy* service);
@@ -45,7 +46,8 @@ public:
      * description that it returns; the name asked for is not kept. A reply
      * without a body leaves grade 0 and an empty identifier.
      *
-     * wantedName: UTF-8 without NUL. service: borrowed, not null.
+     * - wantedName: UTF-8 without NUL.
+     * - service: borrowed, not null.
      *
      * Blocks for one call. Throws the binding's sdbus::Error, derived from
      * std::exception, if the call fails or the service knows no such
@@ -62,9 +64,9 @@ public:
     /**
      * Translates print to braille, in one call to the service.
      *
-     * text: one code point per element; sent as it is, unchecked. Its length is
+     * - text: one code point per element; sent as it is, unchecked. Its length is
      *   limited by what the bus carries, see DBusTranslatorProxy.
-     * cursor: the position in text, in code points and 0-based, at which the
+     * - cursor: the position in text, in code points and 0-based, at which the
      *   service makes its position map exact; any int, sent as it is.
      *
      * Returns a new result that borrows this handle, never null; with empty
