@@ -10,9 +10,10 @@ set(BRAILLETRANSLATE_UNITS "lib/systemd/system" CACHE STRING "Where systemd read
 set(BRAILLETRANSLATE_SYSUSERS "lib/sysusers.d" CACHE STRING
   "Where systemd-sysusers reads the system's users")
 
-# /etc for what is installed in /usr, else below the prefix.
+# Below the prefix, unless that is one of those whose configuration is in /etc.
 set(BRAILLETRANSLATE_CONFIGURATION_FOLDER "${CMAKE_INSTALL_SYSCONFDIR}")
-if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+cmake_path(IS_PREFIX CMAKE_INSTALL_PREFIX "${CMAKE_INSTALL_FULL_SYSCONFDIR}" is_below_prefix)
+if(NOT is_below_prefix)
   set(BRAILLETRANSLATE_CONFIGURATION_FOLDER "${CMAKE_INSTALL_FULL_SYSCONFDIR}")
 endif()
 

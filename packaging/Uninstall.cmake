@@ -1,29 +1,22 @@
-# Usage: cmake -D BUILD=FOLDER -P Uninstall.cmake
+# Usage: cmake -D NOTES=PATH -P Uninstall.cmake
 #
-# Removes the files that were installed from that build folder, whichever components they are of,
-# and the folders that were made for them and have nothing else in them. DESTDIR must be what it
-# was at the installation.
-file(GLOB manifests "${BUILD}/install_manifest*.txt")
-if(NOT manifests)
-  message(FATAL_ERROR "Nothing was installed from ${BUILD}; run: cmake --install ${BUILD}")
+# Removes the files of PATH-files.txt, and of the folders of PATH-folders.txt those that have
+# nothing else in them.
+if(NOT EXISTS "${NOTES}-files.txt")
+  message(FATAL_ERROR "Nothing was installed: there is no ${NOTES}-files.txt")
 endif()
-foreach(manifest IN LISTS manifests)
-  file(STRINGS "${manifest}" files)
-  list(TRANSFORM files PREPEND "$ENV{DESTDIR}")
-  file(REMOVE ${files})
+file(STRINGS "${NOTES}-files.txt" files)
+foreach(file IN LISTS files)
+  file(REMOVE "${file}")
 endforeach()
 
-set(note "${BUILD}/install_folders.txt")
-if(EXISTS "${note}")
-  file(STRINGS "${note}" folders)
+if(EXISTS "${NOTES}-folders.txt")
+  file(STRINGS "${NOTES}-folders.txt" folders)
   list(REMOVE_DUPLICATES folders)
   # Those within others come first.
   list(SORT folders ORDER DESCENDING)
   foreach(folder IN LISTS folders)
-    file(GLOB contents "${folder}/*" "${folder}/.*")
-    if(IS_DIRECTORY "${folder}" AND NOT contents)
-      file(REMOVE_RECURSE "${folder}")
-    endif()
+    execute_process(COMMAND rmdir "${folder}" ERROR_QUIET)
   endforeach()
 endif()
-file(REMOVE ${manifests} "${note}")
+file(REMOVE "${NOTES}-files.txt" "${NOTES}-folders.txt")

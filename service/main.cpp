@@ -132,7 +132,8 @@ void takeName(sdbus::IConnection& connection)
         if (error.getName() == "org.freedesktop.DBus.Error.AccessDenied")
             throw std::runtime_error("the system bus does not let this user own the name " + name +
                                      ": run the service as the user of its bus policy, " +
-                                     BRAILLETRANSLATE_USER);
+                                     BRAILLETRANSLATE_USER +
+                                     ", and have the bus reload its configuration");
         throw std::runtime_error("Failed to take the name " + name + ": " + error.getMessage());
     }
 }
