@@ -3,6 +3,7 @@
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
+#include <libBrailleTranslate/LogAppender.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
@@ -11,8 +12,12 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <string>
 #include <type_traits>
+#include <utility>
+#include <vector>
 
 REVEAL(isForwardOf, BrlTranslationResult, isForward)
 REVEAL(leftOffsetOf, BrlTranslationResult, leftOffset)
@@ -65,6 +70,22 @@ void expectAll(const Bytes (&table)[Count])
 {
     for (const Bytes& row : table)
         EXPECT_EQ(row.actual, row.*EXPECTED) << row.what;
+}
+
+template <typename Class>
+void take(const Class& /*object*/);
+
+/** Whether braces with such arguments pass for an object, which takes an implicit constructor. */
+template <typename Class, typename... Arguments>
+auto bracesMake(int /*preferred*/) -> decltype(take<Class>({std::declval<Arguments>()...}), bool())
+{
+    return true;
+}
+
+template <typename Class, typename... Arguments>
+bool bracesMake(long /*otherwise*/)
+{
+    return false;
 }
 
 } // namespace
@@ -124,6 +145,60 @@ TEST(ThePublicClasses, HaveNoVirtualFunctions)
     EXPECT_FALSE(std::is_polymorphic_v<TranslatorProxy>);
 }
 
+TEST(ThePublicClasses, CanBeDerivedFrom)
+{
+    EXPECT_FALSE(std::is_final_v<BrlTranslationResult>);
+    EXPECT_FALSE(std::is_final_v<DBusTranslatorProxy>);
+    EXPECT_FALSE(std::is_final_v<Translation>);
+    EXPECT_FALSE(std::is_final_v<TranslatorProxy>);
+}
+
+TEST(ThePublicClasses, AreDestroyedWithoutExceptions)
+{
+    EXPECT_TRUE(std::is_nothrow_destructible_v<BrlTranslationResult>);
+    EXPECT_TRUE(std::is_nothrow_destructible_v<DBusTranslatorProxy>);
+    EXPECT_TRUE(std::is_nothrow_destructible_v<Translation>);
+    EXPECT_TRUE(std::is_nothrow_destructible_v<TranslatorProxy>);
+}
+
+TEST(ThePublicClasses, HaveImplicitConstructors)
+{
+    using Result = BrlTranslationResult;
+    using Map = std::vector<int>;
+    using Maker = TranslatorProxy*;
+    using Way = Result::Direction;
+    using N = std::string;
+    using W = std::wstring;
+    using Flags = std::vector<bool>;
+
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, N, N>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, N, N, Map>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, N, N, int, int>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, W, W>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, W, W, Map>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, W, W, Map, Flags>(0)));
+    EXPECT_TRUE((bracesMake<Result, Maker, Way, W, W, int, int>(0)));
+    EXPECT_TRUE((bracesMake<DBusTranslatorProxy, const char*, const char*>(0)));
+    EXPECT_TRUE((bracesMake<Translation>(0)));
+    EXPECT_TRUE((bracesMake<TranslatorProxy, int, N, bool, N, DBusTranslatorProxy*>(0)));
+    EXPECT_TRUE((bracesMake<TranslatorProxy, N, DBusTranslatorProxy*>(0)));
+}
+
+// What is noexcept has another type, which is part of the name of a template that takes it.
+TEST(ThePublicClasses, LeaveItOpenWhetherTheirOperationsThrow)
+{
+    EXPECT_TRUE((std::is_same_v<decltype(&BrlTranslationResult::getPosMap),
+                                const std::vector<int>& (BrlTranslationResult::*)() const>));
+    EXPECT_TRUE((std::is_same_v<decltype(&DBusTranslatorProxy::changeLanguageProfile_proxy),
+                                void (DBusTranslatorProxy::*)(const std::string&)>));
+    EXPECT_TRUE((std::is_same_v<decltype(&Translation::getServiceProxy),
+                                DBusTranslatorProxy* (Translation::*)()>));
+    EXPECT_TRUE(
+        (std::is_same_v<decltype(&TranslatorProxy::getGrade), int (TranslatorProxy::*)() const>));
+    EXPECT_TRUE((std::is_same_v<decltype(&TranslatorProxy::getID),
+                                std::string (TranslatorProxy::*)() const>));
+}
+
 TEST(ThePublicClasses, CanBeCopiedUnlessTheyOwnALinkToTheService)
 {
     EXPECT_TRUE(std::is_copy_constructible_v<BrlTranslationResult>);
@@ -134,6 +209,13 @@ TEST(ThePublicClasses, CanBeCopiedUnlessTheyOwnALinkToTheService)
     EXPECT_FALSE(std::is_copy_assignable_v<DBusTranslatorProxy>);
     EXPECT_FALSE(std::is_copy_constructible_v<Translation>);
     EXPECT_FALSE(std::is_copy_assignable_v<Translation>);
+}
+
+// Of a class that can be copied only, std::vector would copy what it holds whenever it grows.
+TEST(ThePublicClasses, AreMovedWithoutExceptionsIfTheyCanBeCopied)
+{
+    EXPECT_TRUE(std::is_nothrow_move_constructible_v<BrlTranslationResult>);
+    EXPECT_TRUE(std::is_nothrow_move_constructible_v<TranslatorProxy>);
 }
 
 TEST(ThePublicClasses, CannotBeMovedIfTheyOwnALinkToTheService)
@@ -149,4 +231,21 @@ TEST(ADirection, IsAnIntThatIsZeroForForwardAndOneForBack)
     EXPECT_EQ(int{BrlTranslationResult::FORWARD}, 0);
     EXPECT_EQ(int{BrlTranslationResult::BACK}, 1);
     EXPECT_TRUE((std::is_same_v<std::underlying_type_t<BrlTranslationResult::Direction>, int>));
+}
+
+TEST(TheServicesReplies, AreTheBindingsStructuresOfTheContract)
+{
+    EXPECT_TRUE(
+        (std::is_same_v<
+            TranslationReply,
+            sdbus::Struct<bool, std::int32_t, std::vector<std::int32_t>, std::vector<bool>,
+                          std::vector<std::uint32_t>, std::vector<std::uint32_t>, std::string>>));
+    EXPECT_TRUE((std::is_same_v<TranslatorInfo,
+                                sdbus::Struct<std::int32_t, std::string, bool, std::string>>));
+}
+
+// The library calls it by a name that does not tell what it returns.
+TEST(TheHostsLogAppender, IsAskedForALoggerByValue)
+{
+    EXPECT_TRUE((std::is_same_v<decltype(&LogAppender::getLogger), log4cplus::Logger (*)()>));
 }
