@@ -18,21 +18,22 @@ struct HostProcess
     /**
      * A thread is still listed when whoever waits for its end is told of it, and
      * nobody is told when it is not. It runs until then, whereas those that stay
-     * are waiting for something: so we look until all others sleep.
+     * wait for something: so we look until all others do. No time passes in
+     * between but that in which they run.
      */
     static std::size_t countThreads()
     {
         constexpr int PATIENCE = 10000;
         for (int look = 0; look < PATIENCE; ++look) {
-            if (const std::size_t asleep = countOtherThreadsAsleep();
-                asleep + 1 == countOf("/proc/self/task"))
-                return asleep + 1;
+            if (const std::size_t waiting = countOtherWaitingThreads();
+                waiting + 1 == countOf("/proc/self/task"))
+                return waiting + 1;
             sched_yield();
         }
         return countOf("/proc/self/task");
     }
 
-    static std::size_t countOtherThreadsAsleep()
+    static std::size_t countOtherWaitingThreads()
     {
         std::size_t count = 0;
         for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
