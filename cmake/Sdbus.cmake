@@ -1,0 +1,35 @@
+# sdbus-c++, and what the code has to know of the versions of it and of libsystemd.
+find_package(PkgConfig REQUIRED)
+
+# refuse_sdbus(FOUND ADVICE): ends the configuration. The blank keeps CMake from breaking the line.
+function(refuse_sdbus found advice)
+  message(FATAL_ERROR
+    " libBrailleTranslate works with sdbus-c++ 1.2 and later and with 2 except 2.3.0; "
+    "pkg-config finds ${found}: ${advice}")
+endfunction()
+
+# Names that a project which takes this in has no use for.
+pkg_check_modules(BrailleTranslate_sdbus QUIET IMPORTED_TARGET GLOBAL sdbus-c++)
+if(NOT BrailleTranslate_sdbus_FOUND)
+  refuse_sdbus(none "install libsdbus-c++-dev")
+endif()
+# 2.3.0 moved virtual functions; 2.3.1 moved them back.
+if(BrailleTranslate_sdbus_VERSION VERSION_LESS 1.2
+    OR BrailleTranslate_sdbus_VERSION VERSION_EQUAL 2.3.0
+    OR BrailleTranslate_sdbus_VERSION VERSION_GREATER_EQUAL 3)
+  refuse_sdbus("${BrailleTranslate_sdbus_VERSION}" "install another version")
+endif()
+pkg_check_modules(BrailleTranslate_systemd QUIET REQUIRED libsystemd)
+
+# 20100 for 2.1.0.
+string(REGEX MATCH "^([0-9]+)[.]([0-9]+)([.]([0-9]+))?" matched "${BrailleTranslate_sdbus_VERSION}")
+set(sdbus_major "${CMAKE_MATCH_1}")
+math(EXPR sdbus_version "${sdbus_major} * 10000 + ${CMAKE_MATCH_2} * 100 + 0${CMAKE_MATCH_4}")
+string(REGEX MATCH "^[0-9]+" systemd_version "${BrailleTranslate_systemd_VERSION}")
+
+# For our own code; the public headers are the same for all versions.
+add_library(BrailleTranslateSdbus INTERFACE)
+target_include_directories(BrailleTranslateSdbus INTERFACE "${PROJECT_SOURCE_DIR}")
+target_compile_definitions(BrailleTranslateSdbus INTERFACE
+  SDBUS_VERSION=${sdbus_version} LIBSYSTEMD_VERSION=${systemd_version})
+target_link_libraries(BrailleTranslateSdbus INTERFACE PkgConfig::BrailleTranslate_sdbus)
