@@ -22,24 +22,8 @@ std::unique_ptr<sdbus::IProxy> openProxy(const char* objectPath, const char* bus
 {
     string destination = requireText(busName, "busName");
     string path = requireText(objectPath, "objectPath");
-    // The thread that the binding starts inherits the mask, so that no handler
-    // of the host runs on it while it lives.
     const service_call::SignalGuard guard;
-    return sdbus::createProxy(std::move(destination), std::move(path));
-}
-
-/**
- * Ends the thread that the binding has started for signals and asynchronous
- * calls, of which there are none. Left alone it would end the host's process
- * when the bus goes away, and each call would pay for a hand-over to it.
- */
-void leaveEventLoop(sdbus::IProxy& proxy)
-{
-    try {
-        proxy.getConnection().leaveEventLoop();
-    } catch (const std::exception&) {
-        // Calls work with the loop running, too.
-    }
+    return sdbus_version::createThreadlessProxy(std::move(destination), std::move(path));
 }
 
 } // namespace
@@ -48,11 +32,10 @@ DBusTranslatorProxy::DBusTranslatorProxy(const char* objectPath, const char* bus
     : proxyHolder(openProxy(objectPath, busName)), sdbusProxy(*proxyHolder)
 {
     try {
-        sdbusProxy.finishRegistration();
+        sdbus_version::finishRegistration(sdbusProxy);
     } catch (const std::exception& error) {
         LOG_FAILURE(error);
     }
-    leaveEventLoop(sdbusProxy);
 }
 
 DBusTranslatorProxy::~DBusTranslatorProxy()

@@ -48,15 +48,21 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  * bus is not opened again: make a new object then. Exceptions that do not derive
  * from std::exception pass through, but out of the destructor end the program.
  *
- * Blocking: a call waits for its reply up to the D-Bus library's time-out, 25 s
- * or the environment's SYSTEMD_BUS_TIMEOUT. For as long as it takes, signals to
- * the calling thread wait, too (timers and job control among them), but for
- * faults and for SIGINT, SIGTERM, SIGQUIT and SIGHUP: a handler that runs for one
- * of these ends the call as a failure. A call given up on still counts at the
- * bus as pending; after 128 of them (the bus's default limit) every call
+ * Blocking: a call waits for its reply up to libsystemd's time-out, 25 s or the
+ * environment's SYSTEMD_BUS_TIMEOUT. A call that has timed out still counts at
+ * the bus as pending; after 128 of them (the bus's default limit) every call
  * fails until the service answers or goes away. Before it calls, an operation
- * drops what others have sent to this connection without being asked, for up to
- * 3 s if they do not stop.
+ * drops unsolicited messages to this connection, for up to 3 s if they do not
+ * stop.
+ *
+ * Signals, during a call and in the constructor: built with libsystemd 253 or
+ * later, the library leaves them alone. A handler runs at once and the call goes
+ * on; to end at once, a host calls _exit() in its handler. An older libsystemd
+ * fails a call when a handler runs. Built with one, the library blocks signals on
+ * the calling thread until the call is over (timers and job control among them),
+ * except those of faults and SIGINT, SIGTERM, SIGQUIT and SIGHUP: a handler that
+ * runs for one of these ends the call as a failure, or the constructor with an
+ * exception.
  *
  * Limits: the bus carries messages up to 32 MiB, which is a text of somewhat
  * below 8,388,608 code points. A longer one costs the connection: its call
@@ -65,7 +71,7 @@ using TranslatorInfo = sdbus::Struct<int32_t, std::string, bool, std::string>;
  *
  * Threads: one object, and all handles and results that borrow it, belong to
  * one thread at a time (of results, BrlTranslationResult says more). Separate
- * objects are independent. No thread stays running. After fork() the object is
+ * objects are independent. No thread is started. After fork() the object is
  * of no use to the child: its calls fail there, and the parent does not notice.
  * (A child forked while another thread is in a call may destroy that thread's
  * object, but a call with it never returns.)
@@ -82,11 +88,9 @@ public:
      * - objectPath, busName: where the service's object is; copied.
      *
      * Throws std::logic_error if either is null (busName is looked at first),
-     * before anything else happens; the binding's exception, derived from
-     * std::exception, if there is no bus or a name is malformed. A bus that
-     * accepts the connection and then stays silent blocks for 25 s to 90 s. A
-     * bus that accepts it and goes away within the microseconds until the
-     * binding's thread has ended makes that thread end the program.
+     * before anything else happens; sdbus::Error, derived from std::exception, if
+     * there is no bus or a name is malformed. A bus that accepts the connection
+     * and then stays silent blocks for 25 s to 90 s.
      */
     DBusTranslatorProxy(const char* objectPath, const char* busName);
 

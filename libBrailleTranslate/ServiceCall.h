@@ -2,10 +2,7 @@
 #ifndef LIBBRAILLETRANSLATE_SERVICECALL_H
 #define LIBBRAILLETRANSLATE_SERVICECALL_H
 
-#include <sdbus-c++/IConnection.h>
-#include <sdbus-c++/IProxy.h>
-#include <sdbus-c++/Message.h>
-#include <sdbus-c++/Types.h>
+#include <dbus/SdbusVersion.h>
 
 #include <chrono>
 #include <csignal>
@@ -18,12 +15,18 @@ namespace service_call {
 
 constexpr const char* INTERFACE = "braille.translator";
 
+#if LIBSYSTEMD_VERSION >= 253
+/** From libsystemd 253 on, a call that a signal handler interrupts goes on: no guard is needed. */
+class [[maybe_unused]] SignalGuard
+{
+};
+#else
 /**
  * Keeps signal handlers off the calling thread while it waits for the bus.
  *
- * The bus library gives a call up when a handler interrupts it, so a host's
- * timer would make translations fail. What ends a program stays open: a person
- * who presses Ctrl-C must not have to wait for a time-out.
+ * libsystemd below 253 fails a call when a handler interrupts it, so a host's
+ * timer would make translations fail. The signals that end a program stay open:
+ * a person who presses Ctrl-C must not have to wait for a time-out.
  */
 class SignalGuard
 {
@@ -47,23 +50,38 @@ public:
 private:
     sigset_t before{};
 };
+#endif
 
-/** Whether there is a message to drop: read already, or to be read now or within that time. */
-inline bool hasStrayMessages(const sdbus::IConnection& connection,
-                             std::chrono::milliseconds patience = {})
+using Clock = std::chrono::steady_clock;
+
+/** Whether there is a message to drop, read already or to be read now. */
+inline bool hasStrayMessages(const sdbus::IConnection& connection)
 {
     const auto pollData = connection.getEventLoopPollData();
-    // The bus library does not want to wait for what it has in its queue.
-    if (pollData.timeout_usec == 0)
+    if (sdbus_version::hasReadMessages(pollData))
         return true;
     pollfd socket{pollData.fd, POLLIN, 0};
-    return poll(&socket, 1, static_cast<int>(patience.count())) > 0;
+    return poll(&socket, 1, 0) != 0;
+}
+
+/** Whether a message comes within that time, which no signal handler shortens or prolongs. */
+inline bool awaitStrayMessages(const sdbus::IConnection& connection,
+                               std::chrono::milliseconds patience)
+{
+    pollfd socket{connection.getEventLoopPollData().fd, POLLIN, 0};
+    const Clock::time_point end = Clock::now() + patience;
+    int result = -1;
+    while (result < 0 && patience >= patience.zero()) {
+        result = poll(&socket, 1, static_cast<int>(patience.count()));
+        patience = std::chrono::floor<std::chrono::milliseconds>(end - Clock::now());
+    }
+    return result > 0;
 }
 
 /**
  * Drops what nobody waits for: replies to calls that had timed out, and messages
  * that nobody asked for. A call would read them all into memory on its way to its
- * reply, keep them for good, and fail when the bus library's queue is full.
+ * reply, keep them for good, and fail when sd-bus's queue is full.
  *
  * One system call while there is nothing to drop. After a flood the bus still has
  * what did not fit into the socket, and sends it as we read. Somebody who never
@@ -71,7 +89,6 @@ inline bool hasStrayMessages(const sdbus::IConnection& connection,
  */
 inline void dropStrayMessages(sdbus::IProxy& proxy)
 {
-    using Clock = std::chrono::steady_clock;
     constexpr int FLOOD = 100;
     constexpr std::chrono::milliseconds MOMENT(100);
     constexpr std::chrono::seconds LONGEST(3);
@@ -80,13 +97,16 @@ inline void dropStrayMessages(sdbus::IProxy& proxy)
         if (!hasStrayMessages(connection))
             return;
         int dropped = 0;
-        while (dropped < FLOOD && connection.processPendingRequest())
+        while (dropped < FLOOD && sdbus_version::processPending(connection))
             ++dropped;
         if (dropped < FLOOD)
             return;
         const Clock::time_point end = Clock::now() + LONGEST;
-        while ((connection.processPendingRequest() || hasStrayMessages(connection, MOMENT)) &&
-               Clock::now() < end) {
+        const auto goesOn = [&] {
+            return sdbus_version::processPending(connection) ||
+                   awaitStrayMessages(connection, MOMENT);
+        };
+        while (goesOn() && Clock::now() < end) {
         }
     } catch (const std::exception&) {
         // The connection is lost: the call that follows says so, and says it once.
@@ -106,7 +126,7 @@ sdbus::Message& operator>>(sdbus::Message& message, Reply<Structure>& reply)
     return message.isEmpty() ? message : message >> reply.structure;
 }
 
-/** The fields of a structure, for binding names to them. */
+/** The fields of a structure, to bind names to them. */
 template <typename... Fields>
 std::tuple<Fields...>& fieldsOf(sdbus::Struct<Fields...>& structure)
 {
@@ -115,7 +135,7 @@ std::tuple<Fields...>& fieldsOf(sdbus::Struct<Fields...>& structure)
 
 /**
  * Calls a method that replies with one structure, and waits for it.
- * Throws what the D-Bus binding throws; takes its default time-out.
+ * Throws what sdbus-c++ throws; takes its default time-out.
  */
 template <typename Structure, typename... Arguments>
 Structure ask(sdbus::IProxy& proxy, const char* method, const Arguments&... arguments)

@@ -26,7 +26,7 @@ class TranslatorProxy;
  * A lost bus, unlike a lost service, does not come back: make a new Translation.
  *
  * Blocking: each getter makes exactly one call and waits for its reply, at most
- * the D-Bus library's time-out (25 s, or SYSTEMD_BUS_TIMEOUT).
+ * libsystemd's time-out (25 s, or SYSTEMD_BUS_TIMEOUT).
  *
  * Threads: one Translation, with its handles and their results, belongs to one
  * thread at a time (of results, BrlTranslationResult says more). Several are

@@ -14,9 +14,12 @@ int middleOf(const std::wstring& text)
     return static_cast<int>(text.size() / 2);
 }
 
-std::wstring toText(const std::vector<uint32_t>& codePoints)
+/** Frees the code points, whose memory the next text can then have: it is in the cache. */
+std::wstring toText(std::vector<uint32_t>& codePoints)
 {
-    return {codePoints.begin(), codePoints.end()};
+    std::wstring text(codePoints.begin(), codePoints.end());
+    std::vector<uint32_t>().swap(codePoints);
+    return text;
 }
 
 std::shared_ptr<BrlTranslationResult> makeResult(TranslatorProxy* translator,
@@ -25,8 +28,10 @@ std::shared_ptr<BrlTranslationResult> makeResult(TranslatorProxy* translator,
 {
     auto& [success, number, posMap, posMapComputed, translated, untranslated, diagnostic] =
         service_call::fieldsOf(reply);
-    return std::make_shared<BrlTranslationResult>(translator, direction, toText(untranslated),
-                                                  toText(translated), std::move(posMap),
+    std::wstring source = toText(untranslated);
+    std::wstring translation = toText(translated);
+    return std::make_shared<BrlTranslationResult>(translator, direction, std::move(source),
+                                                  std::move(translation), std::move(posMap),
                                                   std::move(posMapComputed));
 }
 

@@ -49,7 +49,7 @@ public:
      * - wantedName: UTF-8 without NUL.
      * - service: borrowed, not null.
      *
-     * Blocks for one call. Throws the binding's sdbus::Error, derived from
+     * Blocks for one call. Throws sdbus::Error, derived from
      * std::exception, if the call fails or the service knows no such
      * translator; nothing is logged then.
      */
