@@ -1,5 +1,7 @@
 #include <service/BusLoop.h>
 
+#include <dbus/SdbusVersion.h>
+
 #include <poll.h>
 
 BusLoop::BusLoop(boost::asio::io_context& eventLoop, sdbus::IConnection& busConnection)
@@ -34,7 +36,7 @@ bool BusLoop::handleMessages()
 {
     constexpr int AT_ONCE = 32;
     for (int count = 0; count < AT_ONCE; ++count) {
-        if (!connection.processPendingRequest())
+        if (!sdbus_version::processPending(connection))
             return false;
     }
     return true;

@@ -41,8 +41,12 @@ public:
 private:
     [[noreturn]] void fail(const toml::source_region& place, const std::string& reason) const
     {
-        throw ConfigurationError(file + ":" + std::to_string(std::max(place.begin.line, 1U)) +
-                                 ": " + reason);
+        throw ConfigurationError(nameOf(place) + ": " + reason);
+    }
+
+    std::string nameOf(const toml::source_region& place) const
+    {
+        return file + ":" + std::to_string(std::max(place.begin.line, 1U));
     }
 
     toml::table parse() const
@@ -97,12 +101,39 @@ private:
     std::string stringOf(const toml::table& parent, const std::string& key,
                          const std::string& what) const
     {
+        const toml::node& node = nodeOf(parent, key, what);
+        if (!node.is_string())
+            fail(node.source(), quoted(key) + " is not a string; put it in quotes");
+        return node.as_string()->get();
+    }
+
+    const toml::node& nodeOf(const toml::table& parent, const std::string& key,
+                             const std::string& what) const
+    {
         const toml::node* node = parent.get(key);
         if (node == nullptr)
             fail(parent.source(), what + " has no " + quoted(key) + "; add one");
-        if (!node->is_string())
-            fail(node->source(), quoted(key) + " is not a string; put it in quotes");
-        return node->as_string()->get();
+        return *node;
+    }
+
+    /** A string, or an array of at least one. */
+    std::vector<std::string> stringsOf(const toml::node& node, const std::string& key) const
+    {
+        if (const auto* string = node.as_string())
+            return {string->get()};
+        const toml::array* array = node.as_array();
+        if (array == nullptr || array->empty())
+            fail(node.source(), quoted(key) +
+                                    " is neither a string nor an array of strings; write " + key +
+                                    " = \"TABLE\" or [\"TABLE\", \"ANOTHER\"]");
+        std::vector<std::string> strings;
+        for (const toml::node& element : *array) {
+            if (!element.is_string())
+                fail(element.source(),
+                     "not all of " + quoted(key) + " are strings; put each in quotes");
+            strings.push_back(element.as_string()->get());
+        }
+        return strings;
     }
 
     std::vector<Profile> readProfiles(const toml::table& content) const
@@ -126,13 +157,21 @@ private:
         profile.name = name;
         profile.language = stringOf(table, "language", what);
         for (const auto& [role, member] : ROLES) {
-            profile.*member = stringOf(table, role, what);
-            if (!catalogue.translators().empty() && catalogue.find(profile.*member) == nullptr)
-                fail(table.get(role)->source(),
-                     "no translator is named " + quoted(profile.*member) +
-                         "; brailletranslatord --list shows those that are installed");
+            const toml::node& node = nodeOf(table, role, what);
+            std::vector<std::string> translators = stringsOf(node, role);
+            const auto first = std::find_if(translators.begin(), translators.end(),
+                                            [this](const auto& id) { return isInstalled(id); });
+            if (first != translators.end())
+                profile.*member = *first;
+            else
+                profile.unfilled.push_back({role, std::move(translators), nameOf(node.source())});
         }
         return profile;
+    }
+
+    bool isInstalled(const std::string& nameOrId) const
+    {
+        return catalogue.translators().empty() || catalogue.find(nameOrId) != nullptr;
     }
 
     std::string readDefault(const toml::table& content, const Profiles& profiles) const
@@ -188,6 +227,16 @@ private:
 Configuration readConfiguration(const std::string& file, const Catalogue& catalogue)
 {
     return Reader(file, catalogue).read();
+}
+
+std::vector<std::string> warningsOf(const Profiles& profiles)
+{
+    std::vector<std::string> warnings;
+    for (const Profile& profile : profiles.all()) {
+        if (!profile.isOffered())
+            warnings.push_back(profile.unfilled.front().place + ": " + whyNotOffered(profile));
+    }
+    return warnings;
 }
 
 bool translatesBack(const Translator& translator, const Catalogue& catalogue,

@@ -7,12 +7,13 @@
 
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 /** What the configuration file says. */
 struct Configuration
 {
     Profiles profiles;
-    /** The name of the profile to start with; one of them. */
+    /** The name of the profile to start with; one of them, offered or not. */
     std::string defaultProfile;
     PoolLimits limits;
 };
@@ -24,12 +25,16 @@ struct ConfigurationError : std::runtime_error
 };
 
 /**
- * Reads a TOML file. Every profile in it must have its language and its four
- * roles, filled with translators of the catalogue; of an empty catalogue nothing
- * is asked, because then the service has worse to report. Throws
- * ConfigurationError.
+ * Reads a TOML file. Every profile in it must have its language and name one or
+ * several translators for each of its four roles. The first of them that is in the
+ * catalogue gets the role. A role that none gets leaves its profile not offered. With an empty
+ * catalogue the first named gets it, because then the service has worse to report.
+ * Throws ConfigurationError.
  */
 Configuration readConfiguration(const std::string& file, const Catalogue& catalogue);
+
+/** For each profile that is not offered a line: the file, the line in it, why, and what to do. */
+std::vector<std::string> warningsOf(const Profiles& profiles);
 
 /**
  * Whether a translator of the catalogue translates back: if its table is made for

@@ -58,27 +58,34 @@ std::string faultOf(const Translator& translator, const PoolLimits& limits,
 
 } // namespace
 
-int list(const Catalogue& catalogue, const Configuration& configuration)
+void listTranslators(const Catalogue& catalogue, const Profiles& profiles)
 {
     std::vector<Row> translators{{"TRANSLATOR", "GRADE", "BACK", "NAME"}};
     for (const Translator& translator : catalogue.translators())
-        translators.push_back(
-            {translator.id, std::to_string(translator.grade),
-             translatesBack(translator, catalogue, configuration.profiles) ? "yes" : "no",
-             translator.name});
+        translators.push_back({translator.id, std::to_string(translator.grade),
+                               translatesBack(translator, catalogue, profiles) ? "yes" : "no",
+                               translator.name});
+    print(translators);
+}
+
+void listProfiles(const Catalogue& catalogue, const Configuration& configuration)
+{
+    const Profile* const first = configuration.profiles.closestOffered(
+        configuration.profiles.named(configuration.defaultProfile));
+    if (first == nullptr)
+        return;
     std::vector<Row> profiles{{"PROFILE", "DISPLAY", "ENTRY", "COMPUTER", "GRADE 1", "LANGUAGE"}};
     for (const Profile& profile : configuration.profiles.all()) {
+        if (!profile.isOffered())
+            continue;
         Row row{profile.name};
         for (const auto& [role, member] : ROLES)
             row.push_back(catalogue.find(profile.*member)->id);
-        const bool isDefault = profile.name == configuration.defaultProfile;
-        row.push_back(profile.language + (isDefault ? " (default)" : ""));
+        row.push_back(profile.language + (&profile == first ? " (default)" : ""));
         profiles.push_back(row);
     }
-    print(translators);
     std::cout << '\n';
     print(profiles);
-    return 0;
 }
 
 int check(const Catalogue& catalogue, const Configuration& configuration,
@@ -92,16 +99,21 @@ int check(const Catalogue& catalogue, const Configuration& configuration,
         faults.emplace(translator.id, fault);
         std::cout << translator.id << ": " << fault << '\n';
     }
+    std::size_t notOffered = 0;
     for (const Profile& profile : configuration.profiles.all()) {
         for (const auto& [role, member] : ROLES) {
-            const std::string& id = catalogue.find(profile.*member)->id;
-            if (faults.count(id) > 0)
-                std::cout << "profile " << profile.name << ": its " << role << " translator " << id
-                          << " is broken\n";
+            const Translator* const translator = catalogue.find(profile.*member);
+            if (translator != nullptr && faults.count(translator->id) > 0)
+                std::cout << "profile " << profile.name << ": its " << role << " translator "
+                          << translator->id << " is broken\n";
         }
+        for (const UnfilledRole& role : profile.unfilled)
+            std::cout << role.place << ": profile " << profile.name << ": " << describe(role)
+                      << '\n';
+        notOffered += profile.isOffered() ? 0 : 1;
     }
     std::cout << catalogue.translators().size() << " translators and "
               << configuration.profiles.all().size() << " profiles tried, " << faults.size()
-              << " translators broken\n";
-    return faults.empty() ? 0 : BROKEN;
+              << " translators broken, " << notOffered << " profiles not offered\n";
+    return faults.empty() && notOffered == 0 ? 0 : BROKEN;
 }

@@ -36,11 +36,11 @@ std::string quoted(std::string text)
     return '"' + text + '"';
 }
 
-std::string joined(const std::vector<std::string>& names)
+std::string joined(const std::vector<std::string>& names, const std::string& separator)
 {
     std::string text;
     for (const std::string& name : names)
-        text += (text.empty() ? "" : ", ") + name;
+        text += (text.empty() ? "" : separator) + name;
     return text;
 }
 

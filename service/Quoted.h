@@ -10,8 +10,8 @@
  */
 std::string quoted(std::string text);
 
-/** The names with commas between them. */
-std::string joined(const std::vector<std::string>& names);
+/** The names with commas, or that separator, between them. */
+std::string joined(const std::vector<std::string>& names, const std::string& separator = ", ");
 
 /** The text without what is no UTF-8 in it, which the bus would not carry. */
 std::string validUtf8(const std::string& text);

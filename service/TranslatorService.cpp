@@ -1,5 +1,6 @@
 #include <service/TranslatorService.h>
 
+#include <dbus/SdbusVersion.h>
 #include <service/LazyMap.h>
 #include <service/Logging.h>
 #include <service/Quoted.h>
@@ -23,7 +24,8 @@ constexpr const char* A_CLIENT_LEAVES =
 sdbus::Error failure(const char* name, const std::string& text)
 {
     LOG_INFO(name << " : " << text);
-    return {std::string("braille.translator.Error.") + name, validUtf8(text)};
+    return {sdbus_version::ErrorName(std::string("braille.translator.Error.") + name),
+            validUtf8(text)};
 }
 
 sdbus::Error failureOf(const EngineAnswer& answer, const std::string& id)
@@ -61,18 +63,19 @@ TranslatorService::TranslatorService(sdbus::IConnection& connection,
                                      const Catalogue& installedTranslators,
                                      WorkerPool& engineProcesses, Configuration configuration,
                                      Maps whichMaps)
-    : AdaptorInterfaces(connection, OBJECT_PATH),
+    : AdaptorInterfaces(connection, sdbus_version::ObjectPath(OBJECT_PATH)),
       catalogue(installedTranslators),
       pool(engineProcesses),
       maps(whichMaps),
       profiles(std::move(configuration.profiles)),
-      clientsLeaving(connection.addMatch(A_CLIENT_LEAVES, [this](sdbus::Message& signal) {
-          std::string client;
-          signal >> client;
-          pool.drop(client);
-      }))
+      clientsLeaving(
+          sdbus_version::addMatch(connection, A_CLIENT_LEAVES, [this](sdbus::Message& signal) {
+              std::string client;
+              signal >> client;
+              pool.drop(client);
+          }))
 {
-    use(profiles.named(configuration.defaultProfile));
+    start(configuration.defaultProfile);
     registerAdaptor();
 }
 
@@ -86,9 +89,9 @@ void TranslatorService::configure(Configuration configuration)
     profiles = std::move(configuration.profiles);
     pool.setLimits(configuration.limits);
     try {
-        use(profiles.named(profile.name));
+        start(wanted);
     } catch (const Profiles::NoSuchProfile&) {
-        use(profiles.named(configuration.defaultProfile));
+        start(configuration.defaultProfile);
     }
 }
 
@@ -107,7 +110,8 @@ void TranslatorService::backW(TranslationResult&& result, std::string id, CodePo
 void TranslatorService::changeLanguageProfile(const std::string& name)
 {
     try {
-        use(profiles.named(name));
+        use(profiles.offered(name));
+        wanted = name;
     } catch (const Profiles::NoSuchProfile& error) {
         throw failure("NoSuchProfile", error.what());
     }
@@ -115,22 +119,22 @@ void TranslatorService::changeLanguageProfile(const std::string& name)
 
 TranslatorService::TranslatorInfo TranslatorService::getPreferredBrailleTranslatorForDisplay()
 {
-    return getTranslatorByName(profile.display);
+    return translatorInRole(&Profile::display);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getPreferredBrailleTranslatorForEntry()
 {
-    return getTranslatorByName(profile.entry);
+    return translatorInRole(&Profile::entry);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getComputerBrailleTranslator()
 {
-    return getTranslatorByName(profile.computer);
+    return translatorInRole(&Profile::computer);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getGrade1TranslatorForPreferredEntry()
 {
-    return getTranslatorByName(profile.grade1);
+    return translatorInRole(&Profile::grade1);
 }
 
 TranslatorService::TranslatorInfo TranslatorService::getTranslatorByName(const std::string& name)
@@ -158,7 +162,7 @@ void TranslatorService::translate(EngineRequest::Kind direction, TranslationResu
             returnError(*shared, error);
         }
     };
-    const std::string client = getObject().getCurrentlyProcessedMessage()->getSender();
+    const std::string client = sdbus_version::senderOfCurrentCall(getObject());
     if (!pool.submit({client, {direction, translator.table, std::move(codePoints)}, reply}))
         throw failure("Busy", "too many texts are waiting to be translated; wait for the replies");
 }
@@ -204,12 +208,39 @@ const Translator& TranslatorService::translatorNamed(const std::string& nameOrId
     return *translator;
 }
 
+TranslatorService::TranslatorInfo TranslatorService::translatorInRole(std::string Profile::*role)
+{
+    if (!profile)
+        throw failure("EngineFailed",
+                      "no translator has this role; " + whyNotOffered(profiles.named(wanted)));
+    return getTranslatorByName((*profile).*role);
+}
+
+void TranslatorService::start(const std::string& profileName)
+{
+    const Profile& first = profiles.named(profileName);
+    wanted = profileName;
+    for (const std::string& warning : warningsOf(profiles))
+        LOG_WARN(warning);
+    const Profile* const closest = profiles.closestOffered(first);
+    if (closest == nullptr) {
+        LOG_WARN("offers no language profile, translators by their names only");
+        profile.reset();
+        pool.keepLoaded({});
+        return;
+    }
+    if (closest != &first)
+        LOG_WARN("starts with the language profile " << quoted(closest->name) << ", because "
+                                                     << quoted(first.name) << " is not offered");
+    use(*closest);
+}
+
 void TranslatorService::use(const Profile& newProfile)
 {
     profile = newProfile;
     std::set<std::string> tables;
     for (const auto& [role, member] : ROLES) {
-        if (const Translator* translator = catalogue.find(profile.*member))
+        if (const Translator* translator = catalogue.find(newProfile.*member))
             tables.insert(translator->table);
     }
     pool.keepLoaded({tables.begin(), tables.end()});

@@ -11,6 +11,7 @@
 #include <sdbus-c++/Types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -48,7 +49,10 @@ public:
     TranslatorService(const TranslatorService&) = delete;
     TranslatorService& operator=(const TranslatorService&) = delete;
 
-    /** From now on; the current profile stays if there is still one of its name. */
+    /**
+     * From now on. The profile that was asked for last, or the default until a client
+     * asks for one, stays if there is still one of its name.
+     */
     void configure(Configuration configuration);
 
 private:
@@ -73,13 +77,18 @@ private:
     Reply replyOf(Worker::Outcome&& outcome, EngineRequest&& request, const std::string& id,
                   int32_t cursor) const;
     const Translator& translatorNamed(const std::string& nameOrId) const;
-    void use(const Profile& profile);
+    TranslatorInfo translatorInRole(std::string Profile::*role);
+    void start(const std::string& profileName);
+    void use(const Profile& newProfile);
 
     const Catalogue& catalogue;
     WorkerPool& pool;
     const Maps maps;
     Profiles profiles;
-    Profile profile;
+    /** The name of the profile that was asked for; the current one may be its replacement. */
+    std::string wanted;
+    /** The current profile; none if none is offered. */
+    std::optional<Profile> profile;
     sdbus::Slot clientsLeaving;
 };
 

@@ -1,3 +1,4 @@
+#include <dbus/SdbusVersion.h>
 #include <service/BusLoop.h>
 #include <service/Catalogue.h>
 #include <service/Configuration.h>
@@ -43,10 +44,16 @@ struct Options
     bool hasLazyMaps = false;
 };
 
+/** Says on stderr what is wrong, in one line. */
+void complain(const std::string& what)
+{
+    std::cerr << PROGRAM << ": " << what << '\n';
+}
+
 /** Reports why the program ends, in one line. */
 int end(int status, const std::string& reason)
 {
-    std::cerr << PROGRAM << ": " << reason << '\n';
+    complain(reason);
     return status;
 }
 
@@ -75,7 +82,7 @@ std::optional<int> readOptions(int argc, char** argv, Options& options)
         parser.add_flag("--list", options.wantsList, "Print all translators and profiles");
     parser
         .add_flag("--check", options.wantsCheck,
-                  "Try all tables and profiles, print what is broken")
+                  "Try all tables and profiles, print what is broken or missing")
         ->excludes(list);
     parser.add_flag("--lazy-map", options.hasLazyMaps,
                     "For tests of clients: leave most of each position map unknown");
@@ -124,7 +131,7 @@ void takeName(sdbus::IConnection& connection)
 {
     const std::string name = BUS_NAME;
     try {
-        connection.requestName(name);
+        connection.requestName(sdbus_version::ServiceName(name));
     } catch (const sdbus::Error& error) {
         if (error.getName() == "org.freedesktop.DBus.Error.FileExists")
             throw std::runtime_error("the name " + name +
@@ -207,19 +214,39 @@ int serve(const Options& options, const Catalogue& catalogue, Configuration conf
     return 0;
 }
 
+Configuration configurationOf(const Options& options, const Catalogue& catalogue)
+{
+    Configuration configuration = readConfiguration(options.configuration, catalogue);
+    if (!options.profile.empty())
+        configuration.defaultProfile = configuration.profiles.named(options.profile).name;
+    return configuration;
+}
+
+/** Lists the translators even if the file has a mistake, so that people can mend it. */
+int list(const Options& options, const Catalogue& catalogue)
+try {
+    const Configuration configuration = configurationOf(options, catalogue);
+    for (const std::string& warning : warningsOf(configuration.profiles))
+        complain(warning);
+    listTranslators(catalogue, configuration.profiles);
+    listProfiles(catalogue, configuration);
+    return 0;
+} catch (const ConfigurationError& error) {
+    listTranslators(catalogue, Profiles({}));
+    return end(EXIT_FAILED, error.what());
+}
+
 int run(const Options& options)
 {
     const bool isInspection = options.wantsList || options.wantsCheck;
     if (!isInspection)
         holdSignalsBack(SIG_BLOCK);
     const Catalogue catalogue = installedCatalogue();
-    Configuration configuration = readConfiguration(options.configuration, catalogue);
-    if (!options.profile.empty())
-        configuration.defaultProfile = configuration.profiles.named(options.profile).name;
     if (isInspection && catalogue.translators().empty())
         throw std::runtime_error(NO_TABLES);
     if (options.wantsList)
-        return list(catalogue, configuration);
+        return list(options, catalogue);
+    Configuration configuration = configurationOf(options, catalogue);
     if (options.wantsCheck)
         return check(catalogue, configuration, engineProgram());
     return serve(options, catalogue, std::move(configuration));
