@@ -1,18 +1,20 @@
 #include "Explorer.h"
 
 #include "Complaint.h"
+#include "EndingSignals.h"
 #include "Exploration.h"
 #include "Screen.h"
 #include "StandardStreams.h"
 #include "Utf8.h"
 
 #include <cerrno>
-#include <csignal>
 #include <cstdlib>
 #include <curses.h>
 #include <cwctype>
 #include <fcntl.h>
+#include <functional>
 #include <system_error>
+#include <termios.h>
 #include <unistd.h>
 #include <utility>
 
@@ -60,37 +62,18 @@ std::vector<std::wstring> linesOf(const std::string& file)
     return lines;
 }
 
-/**
- * Signals that end a program end this one in its own time, because the terminal has
- * to be restored, and that is nothing for a signal handler.
- */
-class EndingSignals
+/** Leaves the terminal as it is now. */
+std::function<void()> terminalRestorer()
 {
-public:
-    EndingSignals()
-    {
-        struct sigaction action = {};
-        action.sa_handler = [](int number) { arrived = number; };
-        for (const int number : {SIGINT, SIGTERM, SIGHUP, SIGQUIT})
-            sigaction(number, &action, nullptr);
-    }
-
-    static bool hasCome() { return arrived != 0; }
-
-    /** Once the terminal is restored. Returns if none has come. */
-    static void obey()
-    {
-        if (!hasCome())
-            return;
-        struct sigaction action = {};
-        action.sa_handler = SIG_DFL;
-        sigaction(arrived, &action, nullptr);
-        kill(getpid(), arrived);
-    }
-
-private:
-    static inline volatile std::sig_atomic_t arrived = 0;
-};
+    termios before{};
+    tcgetattr(STDIN_FILENO, &before);
+    return [before] {
+        // This does not wait for a terminal that is stopped.
+        tcsetattr(STDIN_FILENO, TCSANOW, &before);
+        if (outputHasRoomSoon())
+            Screen::abandon();
+    };
+}
 
 /** What is wrong with the names is said before the view opens; a service may come later. */
 void requireNames(const Options& options)
@@ -139,7 +122,7 @@ public:
 
     void run()
     {
-        while (!isDone && !EndingSignals::hasCome()) {
+        while (!isDone) {
             screen.draw(exploration, prompt ? std::optional(PROFILE_PROMPT + *prompt) : prompt);
             const std::optional<Key> key = Screen::key(BETWEEN_REFRESHES);
             if (key)
@@ -217,8 +200,7 @@ Status explore(const Options& options)
     auto lines = options.words.empty() ? std::vector<std::wstring>() : linesOf(options.words[0]);
     setenv("SYSTEMD_BUS_TIMEOUT", PATIENCE, 0); // NOLINT(concurrency-mt-unsafe)
     requireNames(options);
-    const EndingSignals signals;
+    const EndingSignals signals(terminalRestorer());
     Explorer(std::move(lines), options).run();
-    EndingSignals::obey();
     return Status::ALL_TRANSLATED;
 }

@@ -5,7 +5,7 @@
 
 #include <string_view>
 
-/** What to tell about an error text of the binding, "[name] message". */
+/** What to tell about an error text of sdbus-c++, "[name] message". */
 Complaint complaintOf(std::string_view errorText);
 
 /**

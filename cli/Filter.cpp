@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <atomic>
 #include <exception>
+#include <mutex>
 #include <optional>
 #include <thread>
 #include <unistd.h>
@@ -43,7 +44,56 @@ struct Filter::Line
     std::string output = {};
     std::optional<Complaint> complaint = {};
 
+    bool isDone = false;
+
     bool endsAll() const { return complaint && complaint->status() == Status::NO_SERVICE; }
+};
+
+/** Lines that several threads translate. Each is written as soon as all before it are. */
+class Filter::Batch
+{
+public:
+    Batch(Filter& owner, std::vector<Line>& all) : filter(owner), lines(all) {}
+
+    /** The next line, or NULL if there is none to be translated. */
+    Line* take()
+    {
+        // Looked at first: a line that is taken is given back, or none behind it would be written.
+        if (isOver)
+            return nullptr;
+        const std::size_t number = next++;
+        return number < lines.size() ? &lines[number] : nullptr;
+    }
+
+    void giveBack(Line& line)
+    {
+        const std::lock_guard lock(mutex);
+        line.isDone = true;
+        isOver = isOver || line.endsAll();
+        try {
+            while (failure == nullptr && written < lines.size() && lines[written].isDone)
+                filter.write(lines[written++]);
+        } catch (...) {
+            failure = std::current_exception();
+            isOver = true;
+        }
+    }
+
+    /** Once all threads have ended: throws what has kept a line from being written. */
+    void finish() const
+    {
+        if (failure != nullptr)
+            std::rethrow_exception(failure);
+    }
+
+private:
+    Filter& filter;
+    std::vector<Line>& lines;
+    std::atomic<std::size_t> next = 0;
+    std::atomic<bool> isOver = false;
+    std::mutex mutex;
+    std::size_t written = 0;
+    std::exception_ptr failure;
 };
 
 Filter::Filter(Session& connection, const Options& wishes, Output& destination)
@@ -86,26 +136,22 @@ std::size_t Filter::mostLinesAtOnce() const
 void Filter::translateLines(std::vector<Line>& lines)
 {
     if (lines.size() >= LINES_WORTH_HELP)
-        translateTogether(lines);
+        return translateTogether(lines);
     for (Line& line : lines) {
-        if (lines.size() < LINES_WORTH_HELP)
-            translateLine(session, line);
+        translateLine(session, line);
         write(line);
     }
 }
 
 void Filter::translateTogether(std::vector<Line>& lines)
 {
-    std::atomic<std::size_t> next = 0;
-    std::atomic<bool> isOver = false;
+    Batch batch(*this, lines);
     const auto takeLines = [&](Session* with) {
-        while (with != nullptr && !isOver) {
-            const std::size_t number = next++;
-            if (number >= lines.size())
-                return;
-            translateLine(*with, lines[number]);
-            if (lines[number].endsAll())
-                isOver = true;
+        if (with == nullptr)
+            return;
+        while (Line* const line = batch.take()) {
+            translateLine(*with, *line);
+            batch.giveBack(*line);
         }
     };
     std::vector<std::thread> threads;
@@ -115,6 +161,7 @@ void Filter::translateTogether(std::vector<Line>& lines)
     takeLines(&session);
     for (std::thread& thread : threads)
         thread.join();
+    batch.finish();
 }
 
 /** Without it, the others have more to do. */

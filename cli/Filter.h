@@ -29,6 +29,7 @@ public:
 
 private:
     struct Line;
+    class Batch;
 
     std::size_t mostLinesAtOnce() const;
     void translateLines(std::vector<Line>& lines);

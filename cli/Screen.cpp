@@ -2,6 +2,7 @@
 
 #include "Cells.h"
 #include "Complaint.h"
+#include "EndingSignals.h"
 #include "Folding.h"
 #include "TerminalKind.h"
 #include "TerminalText.h"
@@ -132,8 +133,11 @@ void restoreTerminalOnTerminate()
 
 } // namespace
 
+std::mutex Screen::mutex;
+
 Screen::Screen()
 {
+    const std::lock_guard lock(mutex);
     if (!canMoveCursor() || newterm(nullptr, stdout, stdin) == nullptr)
         throw Complaint(Status::WRONG_USE, "--explore cannot draw on this terminal; set TERM to "
                                            "what it is");
@@ -147,20 +151,35 @@ Screen::Screen()
 
 Screen::~Screen()
 {
+    const std::lock_guard lock(mutex);
     endwin();
+}
+
+void Screen::abandon()
+{
+    mutex.lock();
+    if (!isendwin())
+        endwin();
+}
+
+/** What get_wch() says, without waiting. */
+int Screen::typedKey(wint_t& code)
+{
+    const std::lock_guard lock(mutex);
+    timeout(0);
+    return get_wch(&code);
 }
 
 std::optional<Key> Screen::key(std::chrono::milliseconds patience)
 {
     // The terminal library cannot tell that there is no key from that there is no terminal.
-    timeout(0);
     wint_t code = 0;
-    int kind = get_wch(&code);
+    int kind = typedKey(code);
     pollfd typed{STDIN_FILENO, POLLIN, 0};
     if (kind == ERR && poll(&typed, 1, static_cast<int>(patience.count())) != 0)
-        kind = get_wch(&code);
+        kind = typedKey(code);
     if (kind == ERR && (typed.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0)
-        kill(getpid(), SIGHUP); // which only a controlling terminal sends by itself
+        endBy(SIGHUP); // which only a controlling terminal sends by itself
     if (kind == ERR)
         return std::nullopt;
     return Key{kind == KEY_CODE_YES, static_cast<wchar_t>(code)};
@@ -168,6 +187,7 @@ std::optional<Key> Screen::key(std::chrono::milliseconds patience)
 
 void Screen::draw(const Exploration& exploration, const std::optional<std::wstring>& prompt)
 {
+    const std::lock_guard lock(mutex);
     int rows = 0;
     int width = 0;
     getmaxyx(stdscr, rows, width);

@@ -5,6 +5,8 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cwchar>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <vector>
@@ -31,8 +33,14 @@ public:
     /** prompt: what is being asked for, and what has been typed, if anything is. */
     void draw(const Exploration& exploration, const std::optional<std::wstring>& prompt);
 
-    /** Waits for a key, at most that long. Where the terminal has gone, there is SIGHUP. */
+    /** Waits for a key, at most that long. Ends the program by SIGHUP if the terminal has gone. */
     static std::optional<Key> key(std::chrono::milliseconds patience);
+
+    /**
+     * For another thread that ends the program: restores the terminal, if there is a screen.
+     * All other operations wait for ever then.
+     */
+    static void abandon();
 
 private:
     struct Place
@@ -41,11 +49,14 @@ private:
         std::size_t column = 0;
     };
 
+    static int typedKey(wint_t& code);
     Place drawText(const EditedText& text, std::size_t rows) const;
     Place drawBraille(const Exploration& exploration, int row) const;
     Place drawPrompt(int row, const std::wstring& prompt) const;
     void drawLine(int row, const std::wstring& text) const;
 
+    // ncurses is not thread-safe.
+    static std::mutex mutex;
     std::size_t columns = 1;
 };
 

@@ -20,7 +20,7 @@ void requireThatTheBusCarries(const std::wstring& text)
                                                     " characters that the bus carries at once");
 }
 
-/** The bus library refuses to send what is no UTF-8, without naming what it is. */
+/** sd-bus refuses to send what is no UTF-8, without naming what it is. */
 void requireUtf8(const std::string& what, const std::string& name)
 {
     if (const auto offset = decodeUtf8(name).malformedAt)

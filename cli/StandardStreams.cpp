@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
+#include <climits>
 #include <fcntl.h>
 #include <poll.h>
 #include <system_error>
@@ -14,6 +16,17 @@ namespace {
 
 constexpr std::size_t BUFFER_SIZE = 65536;
 
+// Of whom the program keeps waiting that is to end.
+constexpr std::chrono::milliseconds SOON(50);
+constexpr std::chrono::milliseconds FOREVER(-1);
+
+/** Whether standard output takes more within that time. */
+bool awaitRoom(std::chrono::milliseconds time)
+{
+    pollfd writable{STDOUT_FILENO, POLLOUT, 0};
+    return poll(&writable, 1, static_cast<int>(time.count())) > 0;
+}
+
 Complaint cannot(const std::string& what)
 {
     return {Status::NOT_TRANSLATED,
@@ -21,6 +34,11 @@ Complaint cannot(const std::string& what)
 }
 
 } // namespace
+
+bool outputHasRoomSoon()
+{
+    return awaitRoom(SOON);
+}
 
 void reserveStandardStreams()
 {
@@ -85,24 +103,37 @@ void LineReader::keep(std::string& line, std::string_view part)
 
 void Output::write(std::string_view lines)
 {
+    const std::lock_guard lock(mutex);
     buffer.append(lines);
     if (lineBuffered || buffer.size() >= BUFFER_SIZE)
-        flush();
-}
-
-/** Where the output is one that does not wait by itself. */
-bool Output::awaitRoom()
-{
-    pollfd writable{STDOUT_FILENO, POLLOUT, 0};
-    return poll(&writable, 1, -1) >= 0;
+        writeBuffer();
 }
 
 void Output::flush()
 {
+    const std::lock_guard lock(mutex);
+    writeBuffer();
+}
+
+void Output::abandon()
+{
+    // Another thread that waits for room has it.
+    if (!mutex.try_lock_for(SOON))
+        return;
+    ssize_t count = 0;
+    for (std::string_view rest = buffer; !rest.empty() && count >= 0 && outputHasRoomSoon();) {
+        // Not more than any pipe with room takes at once.
+        count = ::write(STDOUT_FILENO, rest.data(), std::min<std::size_t>(rest.size(), PIPE_BUF));
+        rest.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(count, 0)));
+    }
+}
+
+void Output::writeBuffer()
+{
     std::string_view rest = buffer;
     while (!rest.empty()) {
         const ssize_t count = ::write(STDOUT_FILENO, rest.data(), rest.size());
-        if (count < 0 && (errno == EINTR || (errno == EAGAIN && awaitRoom())))
+        if (count < 0 && (errno == EINTR || (errno == EAGAIN && awaitRoom(FOREVER))))
             continue;
         if (count < 0) {
             // Nobody is to try again.

@@ -2,6 +2,7 @@
 #define CLI_STANDARDSTREAMS_H
 
 #include <cstddef>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -10,6 +11,9 @@
  * other files, such as the bus: they stay unusable. Call it first.
  */
 void reserveStandardStreams();
+
+/** Whether standard output takes more: a pipe may be full, and a terminal stopped. */
+bool outputHasRoomSoon();
 
 /** Reads lines from a file, of any length; keeps only so much of each. */
 class LineReader
@@ -43,7 +47,10 @@ private:
     bool isCut = false;
 };
 
-/** Writes to standard output what is complete, and all of it. Throws Complaint. */
+/**
+ * Writes to standard output what is complete, and all of it. Throws Complaint.
+ * Thread-safe.
+ */
 class Output
 {
 public:
@@ -57,10 +64,17 @@ public:
     /** Has to be called at the end. */
     void flush();
 
+    /**
+     * For another thread that ends the program: writes what standard output has room for. All
+     * other operations wait for ever then.
+     */
+    void abandon();
+
 private:
-    static bool awaitRoom();
+    void writeBuffer();
 
     bool lineBuffered;
+    std::timed_mutex mutex;
     std::string buffer;
 };
 

@@ -1,5 +1,6 @@
 /** brltranslate: what a braille display would show, on a terminal. */
 #include "Complaint.h"
+#include "EndingSignals.h"
 #include "Explorer.h"
 #include "Filter.h"
 #include "Options.h"
@@ -54,10 +55,11 @@ Status run(const Options& options, Output& output)
     return options.listsRoles ? listRoles(session, output) : translate(session, options, output);
 }
 
-/** What is translated is written, also where something goes wrong then. */
+/** What is translated is written, also where something goes wrong then or a signal ends it. */
 Status runAndFlush(const Options& options)
 {
     Output output(options.isLineBuffered || isatty(STDOUT_FILENO) != 0);
+    const EndingSignals signals([&output] { output.abandon(); });
     Status status = Status::ALL_TRANSLATED;
     try {
         status = run(options, output);
