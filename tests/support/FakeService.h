@@ -66,8 +66,8 @@ void echo(sd_bus_message* call);
 
 /**
  * A Translator service that does what the test tells it and records every call
- * that it gets. Written on the bus library itself, because a binding would only
- * let it send well-formed replies. Has a connection and a thread of its own.
+ * that it gets. Written on sd-bus itself, because sdbus-c++ would only let it
+ * send well-formed replies. Has a connection and a thread of its own.
  */
 class FakeService
 {

@@ -2,6 +2,8 @@
 #ifndef TESTS_SUPPORT_FIGURES_H
 #define TESTS_SUPPORT_FIGURES_H
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
@@ -33,6 +35,24 @@ inline Milliseconds patiently(Milliseconds limit)
 {
     static const double factor = figures::fromEnvironment("TEST_SLOWNESS", 1);
     return limit * factor;
+}
+
+/** Whether time limits hold: only where nothing else runs, with "ctest -C timing -L timing". */
+inline bool timeLimitsHold()
+{
+    static const bool hold = std::getenv("TEST_TIME_LIMITS") != nullptr;
+    return hold;
+}
+
+/**
+ * Fails the test if that took longer than patiently(limit), where time limits hold. On a machine
+ * that does other work at the same time a duration says nothing.
+ */
+inline void expectWithin(Milliseconds limit, Milliseconds duration)
+{
+    if (timeLimitsHold()) {
+        EXPECT_LE(duration.count(), patiently(limit).count()) << "milliseconds";
+    }
 }
 
 /** Shows what a test has found: "ctest -V" prints it. */

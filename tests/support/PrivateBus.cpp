@@ -5,7 +5,9 @@
 #include <csignal>
 #include <cstdlib>
 #include <fcntl.h>
+#include <fstream>
 #include <stdexcept>
+#include <string>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <system_error>
@@ -15,11 +17,14 @@ namespace {
 
 constexpr const char* ADDRESS_VARIABLE = "DBUS_SYSTEM_BUS_ADDRESS";
 
-std::string nextAddress()
+/** Abstract, so that nothing is left of it. Process numbers are not unique across PID namespaces.
+ */
+std::string newAddress()
 {
-    static int count = 0;
-    return "--address=unix:abstract=brailletranslate-test-" + std::to_string(getpid()) + "-" +
-           std::to_string(++count);
+    std::string uuid;
+    if (!std::getline(std::ifstream("/proc/sys/kernel/random/uuid"), uuid))
+        throw std::runtime_error("/proc/sys/kernel/random/uuid cannot be read");
+    return "--address=unix:abstract=brailletranslate-test-" + uuid;
 }
 
 [[noreturn]] void runDaemon(pid_t parent, int addressPipe, const std::string& configuration,
@@ -32,6 +37,7 @@ std::string nextAddress()
     prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != parent)
         _exit(1);
+    setenv("BRAILLETRANSLATORD_CONFIGURATION", TEST_PATIENT_CONFIGURATION, 1);
     const int output = dup(addressPipe); // without close-on-exec
     const std::string printAddress = "--print-address=" + std::to_string(output);
     execlp("dbus-daemon", "dbus-daemon", configuration.c_str(), address.c_str(), "--nofork",
@@ -61,7 +67,7 @@ PrivateBus::PrivateBus(Services services)
     const std::string configuration =
         std::string("--config-file=" TEST_BUILD_FOLDER "/dbus/") +
         (services == Services::REAL ? "private-bus.conf" : "bare-bus.conf");
-    const std::string address = nextAddress();
+    const std::string address = newAddress();
     std::array<int, 2> addressPipe{};
     if (pipe2(addressPipe.data(), O_CLOEXEC) != 0)
         throw std::system_error(errno, std::generic_category(), "pipe2");

@@ -14,7 +14,7 @@ public:
     enum class Services
     {
         NONE,
-        REAL ///< the Translator service of this build starts at its first call
+        REAL ///< the Translator service of this build, with patience, starts at its first call
     };
 
     explicit PrivateBus(Services services = Services::NONE);

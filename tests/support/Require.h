@@ -3,7 +3,7 @@
 
 #include <system_error>
 
-/** The result of a function of the bus library; throws if that says that it has failed. */
+/** The result of a function of sd-bus; throws if that says that it has failed. */
 inline int require(int result, const char* what)
 {
     if (result < 0)

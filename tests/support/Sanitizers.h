@@ -8,7 +8,4 @@ constexpr bool MEMORY_IS_GIVEN_BACK = false;
 constexpr bool MEMORY_IS_GIVEN_BACK = true;
 #endif
 
-/** Whether this project's programs may be compared with others that have no sanitizers. */
-constexpr bool TIMES_ARE_COMPARABLE = MEMORY_IS_GIVEN_BACK;
-
 #endif

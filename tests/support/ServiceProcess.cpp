@@ -3,7 +3,6 @@
 #include "HostProcess.h"
 #include "Process.h"
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -12,7 +11,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
 #include <sys/prctl.h>
 #include <sys/wait.h>
@@ -27,21 +25,6 @@ std::string contentOf(const std::string& file)
 {
     std::ifstream stream(file);
     return {std::istreambuf_iterator<char>(stream), {}};
-}
-
-/** Whether it runs, and has done so for much longer than it takes to read a table or two. */
-bool isBusyForLong(pid_t process)
-{
-    constexpr int BEFORE_USER_TIME = 10;
-    constexpr long LONG_IN_TICKS = 8;
-    const std::string content = contentOf(folderOf(process) + "/stat");
-    std::istringstream fields(content.substr(std::min(content.rfind(')') + 1, content.size())));
-    std::string state;
-    fields >> state;
-    long ticks = 0;
-    for (int field = 0; field <= BEFORE_USER_TIME; ++field)
-        fields >> ticks;
-    return state == "R" && ticks >= LONG_IN_TICKS;
 }
 
 [[noreturn]] void execute(pid_t parent, int log, const std::vector<std::string>& words)
@@ -69,15 +52,21 @@ std::string ServiceProcess::configurationWith(const std::string& engineLines)
 
 ServiceProcess::ServiceProcess(const std::vector<std::string>& options,
                                const std::string& engineLines)
+    : ServiceProcess(PROGRAM, options, configurationWith(engineLines))
+{
+}
+
+ServiceProcess::ServiceProcess(const std::string& program, const std::vector<std::string>& options,
+                               const std::string& configurationText)
 {
     configuration = std::filesystem::temp_directory_path() / "brailletranslatord-XXXXXX";
     const int file = mkstemp(configuration.data());
     if (file < 0)
         throw std::system_error(errno, std::generic_category(), "mkstemp");
     close(file);
-    std::ofstream(configuration) << configurationWith(engineLines);
-    spawn(options);
-    logUntil("answering as");
+    std::ofstream(configuration) << configurationText;
+    spawn(program, options);
+    logOfStart = logUntil("answering as");
 }
 
 ServiceProcess::~ServiceProcess()
@@ -87,9 +76,9 @@ ServiceProcess::~ServiceProcess()
     std::filesystem::remove(configuration);
 }
 
-void ServiceProcess::spawn(const std::vector<std::string>& options)
+void ServiceProcess::spawn(const std::string& program, const std::vector<std::string>& options)
 {
-    std::vector<std::string> words{PROGRAM, "--verbose", "--config", configuration};
+    std::vector<std::string> words{program, "--verbose", "--config", configuration};
     words.insert(words.end(), options.begin(), options.end());
     std::array<int, 2> logPipe{};
     if (pipe2(logPipe.data(), O_CLOEXEC) != 0)
@@ -107,16 +96,6 @@ void ServiceProcess::spawn(const std::vector<std::string>& options)
 std::vector<pid_t> ServiceProcess::engines() const
 {
     return childrenOf(process);
-}
-
-std::vector<pid_t> ServiceProcess::busyEngines() const
-{
-    std::vector<pid_t> busy;
-    for (const pid_t engine : engines()) {
-        if (isBusyForLong(engine))
-            busy.push_back(engine);
-    }
-    return busy;
 }
 
 std::size_t ServiceProcess::descriptors() const

@@ -13,12 +13,15 @@
 class ServiceProcess
 {
 public:
+    /** With this line about engines, any text has all the time that there is. */
+    static constexpr const char* LONG_DEADLINE = "deadline-ms = 20000\n";
+
     /** A configuration with the profiles of this project and those lines about engines. */
     static std::string configurationWith(const std::string& engineLines);
 
     /** Returns once the service has its name. */
     explicit ServiceProcess(const std::vector<std::string>& options = {},
-                            const std::string& engineLines = "");
+                            const std::string& engineLines = LONG_DEADLINE);
     ~ServiceProcess();
     ServiceProcess(const ServiceProcess&) = delete;
     ServiceProcess& operator=(const ServiceProcess&) = delete;
@@ -29,13 +32,13 @@ public:
     /** Its engine processes. */
     std::vector<pid_t> engines() const;
 
-    /** Those of them that are at work on something, and have been for some time. */
-    std::vector<pid_t> busyEngines() const;
-
     std::size_t descriptors() const;
     std::size_t residentKilobytes() const;
 
-    /** What it has logged, up to a line with that text; waits for one. */
+    /** What it has logged until it had its name. */
+    const std::string& startLog() const { return logOfStart; }
+
+    /** What it has logged since then, up to a line with that text; waits for one. */
     std::string logUntil(const std::string& text);
 
     /** The rest of what it has logged. Only once it has ended. */
@@ -44,10 +47,16 @@ public:
     /** Ends it with that signal. Returns its exit status, or -1 if the signal has ended it. */
     int end(int signal);
 
+protected:
+    /** Starts that program, which is one like it. */
+    ServiceProcess(const std::string& program, const std::vector<std::string>& options,
+                   const std::string& configurationText);
+
 private:
-    void spawn(const std::vector<std::string>& options);
+    void spawn(const std::string& program, const std::vector<std::string>& options);
 
     std::string configuration;
+    std::string logOfStart;
     pid_t process = -1;
     int log = -1;
 };

@@ -19,7 +19,7 @@
 namespace {
 
 // A view that a test waits for comes within milliseconds; this is for very slow machines.
-constexpr std::chrono::seconds PATIENCE(20);
+constexpr std::chrono::seconds PATIENCE(60);
 
 std::array<int, 2> makePipe()
 {
@@ -65,12 +65,14 @@ Terminal::Terminal(const std::string& command, int columns, int rows) : folder(m
     if (client == 0) {
         dup2(input[0], STDIN_FILENO);
         dup2(output[1], STDOUT_FILENO);
-        unsetenv("TMUX");
+        // Of the person at whose terminal the tests are started.
+        for (const char* variable : {"TMUX", "BASH_ENV", "LINES", "COLUMNS"})
+            unsetenv(variable);
         // tmux may lose the last output of a shell that has ended.
         const std::string lasting = command + "; read -r _";
         // When the test is gone, so is the client's input, the client, its session and the server.
         execlp("tmux", "tmux", "-u", "-S", socket.c_str(), "-f", configuration.c_str(), "-C",
-               "new-session", lasting.c_str(), nullptr);
+               "new-session", "bash", "-c", lasting.c_str(), nullptr);
         _exit(127);
     }
     close(input[0]);
@@ -137,6 +139,12 @@ Picture Terminal::look()
     if (!cursor.empty())
         std::istringstream(cursor[0]) >> picture.cursorRow >> picture.cursorColumn;
     return picture;
+}
+
+std::string Terminal::value(const std::string& variables)
+{
+    const std::vector<std::string> answer = ask("display-message -p '" + variables + "'");
+    return answer.empty() ? "" : answer.front();
 }
 
 std::vector<std::string> Terminal::ask(const std::string& command)

@@ -24,7 +24,9 @@ struct Picture
 class Terminal
 {
 public:
-    /** Runs a shell's command in a terminal of that size, which stays when the command has ended.
+    /**
+     * Runs a command line of bash in a terminal of that size, which stays when the command has
+     * ended.
      */
     Terminal(const std::string& command, int columns, int rows);
     ~Terminal();
@@ -44,6 +46,9 @@ public:
 
     /** The same, for one that has that text in it. */
     Picture awaitText(const std::string& text);
+
+    /** What tmux says in place of its variables, such as #{pane_pid}. */
+    std::string value(const std::string& variables);
 
 private:
     std::vector<std::string> ask(const std::string& command);
