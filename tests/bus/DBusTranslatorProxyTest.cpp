@@ -1,4 +1,5 @@
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
+#include <sdbus-c++/IConnection.h>
 
 #include "support/BusTest.h"
 #include "support/Contract.h"
@@ -9,6 +10,7 @@
 #include <sdbus-c++/Error.h>
 
 #include <atomic>
+#include <chrono>
 #include <climits>
 #include <stdexcept>
 #include <string>
@@ -389,8 +391,8 @@ TEST_P(ATranslationCall, IsSilentWhenErrorsAreNotLogged)
 
 TEST_P(ATranslationCall, ThatIsNotAnsweredInTimeFailsAsAnyOther)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
     DBusTranslatorProxy impatient("/translator", FakeService::busName());
+    impatient.sdbusProxy.getConnection().setMethodCallTimeout(std::chrono::milliseconds(10));
     service.on(GetParam().method, answer::silence());
     EXPECT_TRUE(isDefault((impatient.*GetParam().call)(id, L"a", 0)));
     expectOneFailure();

@@ -2,12 +2,14 @@
 
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
+#include <sdbus-c++/IConnection.h>
 
 #include "support/BusTest.h"
 #include "support/Contract.h"
 #include "support/Environment.h"
 #include "support/PrivateMember.h"
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -244,8 +246,9 @@ TEST_P(ARole, IsNullAfterAReplyOfAnotherShape)
 
 TEST_P(ARole, IsNullWhenTheServiceDoesNotAnswerInTime)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
     Translation impatient;
+    impatient.getServiceProxy()->sdbusProxy.getConnection().setMethodCallTimeout(
+        std::chrono::milliseconds(10));
     service.on(GetParam().method, answer::silence());
     EXPECT_EQ((impatient.*GetParam().getter)(), nullptr);
     EXPECT_THAT(log.records(), ElementsAre(failure()));

@@ -2,14 +2,15 @@
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
+#include <sdbus-c++/IConnection.h>
 
 #include "support/BusTest.h"
 #include "support/Contract.h"
-#include "support/Environment.h"
 #include "support/PrivateMember.h"
 
 #include <sdbus-c++/Error.h>
 
+#include <chrono>
 #include <climits>
 #include <string>
 #include <type_traits>
@@ -161,8 +162,8 @@ TEST_F(AHandle, ByNameThrowsForAReplyOfAnotherShapeAndAMissingService)
 
 TEST_F(AHandle, ByNameThrowsWhenTheServiceDoesNotAnswerInTime)
 {
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "500ms");
     DBusTranslatorProxy impatient("/translator", FakeService::busName());
+    impatient.sdbusProxy.getConnection().setMethodCallTimeout(std::chrono::milliseconds(10));
     service.on("getTranslatorByName", answer::silence());
     EXPECT_THROW(TranslatorProxy("anything", &impatient), sdbus::Error);
     EXPECT_THAT(log.records(), IsEmpty());

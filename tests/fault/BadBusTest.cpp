@@ -1,3 +1,4 @@
+#include "support/AbstractListener.h"
 #include "support/ChildProcess.h"
 #include "support/Environment.h"
 #include "support/Figures.h"
@@ -10,14 +11,9 @@
 #include <gtest/gtest.h>
 
 #include <array>
-#include <cerrno>
-#include <cstddef>
-#include <cstring>
 #include <exception>
 #include <string>
 #include <sys/socket.h>
-#include <sys/un.h>
-#include <system_error>
 #include <unistd.h>
 
 using testing::IsEmpty;
@@ -30,30 +26,13 @@ class NoRealBus
 public:
     /** What it does with a client; it hangs up when this returns. */
     explicit NoRealBus(void (*treat)(int client))
-        : name("brailletranslate-no-bus-" + std::to_string(getpid())),
-          listener(listenAt(name)),
-          process([=] { return serve(listener, treat); })
+        : process([this, treat] { return serve(listener.socket(), treat); })
     {
-        close(listener);
     }
 
-    std::string address() const { return "unix:abstract=" + name; }
+    std::string address() const { return listener.busAddress(); }
 
 private:
-    /** Abstract: the first byte of the address is zero, and nothing is left behind. */
-    static int listenAt(const std::string& name)
-    {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::memcpy(&address.sun_path[1], name.data(), name.size());
-        const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-        const int listener = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        if (bind(listener, reinterpret_cast<const sockaddr*>(&address), size) != 0 ||
-            listen(listener, 1) != 0)
-            throw std::system_error(errno, std::generic_category(), "listen");
-        return listener;
-    }
-
     static int serve(int listener, void (*treat)(int client))
     {
         for (;;) {
@@ -65,8 +44,7 @@ private:
         }
     }
 
-    std::string name;
-    int listener;
+    AbstractListener listener;
     ChildProcess process;
 };
 

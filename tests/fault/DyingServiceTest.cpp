@@ -70,6 +70,6 @@ TEST(AServiceThatDies, GivesTheCallItsDefaultAtOnceAndServesTheSameTranslationOn
         ASSERT_EQ(handle->forwardW(text)->getUntranslatedW(), text);
         ASSERT_EQ(translation.getComputerBrailleTranslator(), handle);
     }
-    EXPECT_LE(ending.longestOfNearlyAll(), patiently(10ms));
+    expectWithin(10ms, ending.longestOfNearlyAll());
     EXPECT_EQ(HostProcess(), before);
 }

@@ -1,5 +1,4 @@
 #include "support/BusTest.h"
-#include "support/Environment.h"
 #include "support/FakeServiceProcess.h"
 #include "support/Figures.h"
 
@@ -36,6 +35,18 @@ protected:
             handles.push_back(translation.getComputerBrailleTranslator());
     }
 
+    /** From now on, of each host's calls. */
+    void setTimeOuts(uint64_t microseconds)
+    {
+        for (Translation& translation : translations)
+            connectionOf(translation).setMethodCallTimeout(microseconds);
+    }
+
+    static sdbus::IConnection& connectionOf(Translation& translation)
+    {
+        return translation.getServiceProxy()->sdbusProxy.getConnection();
+    }
+
     /** All translate a text that is marked with the number of the host; returns what came back. */
     std::vector<std::wstring> translateEach(const std::wstring& text)
     {
@@ -63,6 +74,8 @@ protected:
     template <typename Peer>
     void expectTimeOutsAndNothingMixedUp(Peer& peer)
     {
+        constexpr std::chrono::microseconds SHORT = 1s;
+        const uint64_t wide = connectionOf(translations[0]).getMethodCallTimeout();
         Durations waiting("a call to a stopped peer returns in");
         for (int round = 0; round < rounds(ROUNDS); ++round) {
             const std::wstring late = L"late in round " + std::to_wstring(round);
@@ -70,7 +83,9 @@ protected:
             log.clear();
             lastDurations.clear();
             peer.stop();
+            setTimeOuts(SHORT.count());
             EXPECT_THAT(translateEach(late), Each(L""));
+            setTimeOuts(wide);
             for (const Milliseconds duration : lastDurations)
                 waiting.add(duration);
             EXPECT_THAT(log.records(), SizeIs(HOSTS));
@@ -82,10 +97,9 @@ protected:
             EXPECT_THAT(log.records(), SizeIs(0));
         }
         EXPECT_GE(waiting.shortest(), 900ms);
-        EXPECT_LE(waiting.longest(), patiently(1100ms));
+        expectWithin(1100ms, waiting.longest());
     }
 
-    const ScopedVariable timeOut{"SYSTEMD_BUS_TIMEOUT", "1s"};
     PrivateBus bus;
     FakeServiceProcess service{bus.address(), [](FakeService& fake) {
                                    fake.on("getComputerBrailleTranslator",
@@ -160,10 +174,10 @@ TEST(ABusWithTooManyPendingReplies, RefusesCallsUntilTheServiceHasAnswered)
         handle.forwardW(L"late");
     EXPECT_THAT(log.records(), SizeIs(PENDING_AT_MOST));
     log.clear();
+    connection.setMethodCallTimeout(timeOut);
     handle.forwardW(L"one too many");
     ASSERT_THAT(log.records(), SizeIs(1));
     EXPECT_THAT(log.records()[0].message, HasSubstr("LimitsExceeded"));
-    connection.setMethodCallTimeout(timeOut);
     service.resume();
     // The service answers in order: once another host's call is answered, so are ours.
     Translation another;
@@ -177,8 +191,8 @@ TEST_F(AHungService, CostsOneTimeOutForEachEntryThatASearchNeeds)
 {
     constexpr int UNKNOWN = 40;
     constexpr int CELLS = 30;
-    const ScopedVariable timeOut("SYSTEMD_BUS_TIMEOUT", "1s");
     DBusTranslatorProxy proxy("/translator", FakeService::busName());
+    proxy.sdbusProxy.getConnection().setMethodCallTimeout(1s);
     TranslatorProxy handle(2, "Some table", true, "some.ctb", &proxy);
     service.on("forwardW", answer::silence());
     BrlTranslationResult result(&handle, BrlTranslationResult::FORWARD,
@@ -189,5 +203,5 @@ TEST_F(AHungService, CostsOneTimeOutForEachEntryThatASearchNeeds)
     report("time", duration.count(), "ms");
     EXPECT_THAT(service.calls(), SizeIs(expected));
     EXPECT_THAT(log.records(), SizeIs(expected));
-    EXPECT_LE(duration, patiently(1100ms * expected));
+    expectWithin(1100ms * expected, duration);
 }

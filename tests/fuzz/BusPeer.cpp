@@ -4,13 +4,10 @@
 #include "WireMessage.h"
 
 #include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
-#include <cstddef>
 #include <cstdlib>
-#include <cstring>
 
 BusPeer::~BusPeer()
 {
@@ -44,30 +41,16 @@ void BusPeer::forgetRequests() const
     }
 }
 
-FakeBus::FakeBus() : listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0))
+FakeBus::FakeBus()
 {
-    const std::string name = "fuzz-reply-" + std::to_string(getpid());
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    // Abstract: nothing to clean up, however this program ends.
-    std::memcpy(&address.sun_path[1], name.data(), name.size());
-    const auto size = static_cast<socklen_t>(offsetof(sockaddr_un, sun_path) + 1 + name.size());
-    check(bind(listener, reinterpret_cast<const sockaddr*>(&address), size) == 0 &&
-              listen(listener, 1) == 0,
-          "listening for the library's connection");
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", ("unix:abstract=" + name).c_str(), 1);
+    setenv("DBUS_SYSTEM_BUS_ADDRESS", listener.busAddress().c_str(), 1);
     // Each call is answered, so none is ever ended by this.
     setenv("SYSTEMD_BUS_TIMEOUT", "10s", 1);
 }
 
-FakeBus::~FakeBus()
-{
-    close(listener);
-}
-
 std::unique_ptr<BusPeer> FakeBus::takeConnection() const
 {
-    const int connection = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
+    const int connection = accept4(listener.socket(), nullptr, nullptr, SOCK_CLOEXEC);
     check(connection >= 0, "taking the library's connection");
     auto peer = std::make_unique<BusPeer>(connection);
     peer->welcome();

@@ -1,6 +1,8 @@
 #ifndef TESTS_FUZZ_BUSPEER_H
 #define TESTS_FUZZ_BUSPEER_H
 
+#include "support/AbstractListener.h"
+
 #include <memory>
 #include <string>
 
@@ -31,15 +33,12 @@ class FakeBus
 {
 public:
     FakeBus();
-    ~FakeBus();
-    FakeBus(const FakeBus&) = delete;
-    FakeBus& operator=(const FakeBus&) = delete;
 
     /** Waits for the next connection, and welcomes it. */
     std::unique_ptr<BusPeer> takeConnection() const;
 
 private:
-    int listener;
+    AbstractListener listener;
 };
 
 #endif

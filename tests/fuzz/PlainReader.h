@@ -32,7 +32,7 @@ struct PlainDescription
     std::string id;
 };
 
-/** One reply, read by the bus library's own functions and nothing else. */
+/** One reply, read by sd-bus's own functions and nothing else. */
 class PlainReply
 {
 public:
@@ -63,7 +63,7 @@ class PlainReader
 public:
     PlainReader();
 
-    /** Nothing if the bus library drops these bytes, as it does with a message out of order. */
+    /** Nothing if sd-bus drops these bytes, as it does with a message out of order. */
     std::optional<PlainReply> receive(const std::string& bytes);
 
 private:

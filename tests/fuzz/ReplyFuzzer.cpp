@@ -1,14 +1,14 @@
 /**
  * What the library makes of a service's replies: a complete value, the default
  * value of a reply without a body, or a failure that is reported once; never
- * anything between. A second reader, written with the bus library alone, says
- * which of them it must be.
+ * anything between. A second reader, written with sd-bus alone, says which of
+ * them it must be.
  *
- * The replies are real ones. The binding can neither be given a message that
- * the bus library has made, nor write anything but well-formed ones. So this
- * program is the bus at the other end of the library's connection, and writes
- * its bytes: in the moment in which the library hands its call to the binding,
- * as the serial numbers of calls are known in advance. No thread or process has
+ * The replies are real ones. sdbus-c++ can neither be given a message that
+ * sd-bus has made, nor write anything but well-formed ones. So this program is
+ * the bus at the other end of the library's connection, and writes its bytes:
+ * in the moment in which the library hands its call to sdbus-c++, as the serial
+ * numbers of calls are known in advance. No thread or process has
  * to be woken for a call, which makes some thousands of them in a second.
  *
  * An input, in the terms of Input.h:
@@ -31,7 +31,7 @@
 #include "Input.h"
 #include "PlainReader.h"
 #include "WireMessage.h"
-#include "fault/FaultyBinding.h"
+#include "fault/FaultySdbus.h"
 #include "support/LogCapture.h"
 #include "support/PrivateMember.h"
 
@@ -89,14 +89,14 @@ public:
     void onNextCall(std::function<void()> action)
     {
         ++serial;
-        binding.events.clear();
-        binding.timeouts.clear();
-        binding.on("callMethod", std::move(action));
+        sdbusFaults.events.clear();
+        sdbusFaults.timeouts.clear();
+        sdbusFaults.on("callMethod", std::move(action));
     }
 
 private:
     uint32_t serial = 1;
-    FaultyBinding binding;
+    FaultySdbus sdbusFaults;
     std::unique_ptr<BusPeer> peer;
     std::unique_ptr<DBusTranslatorProxy> proxy;
 };

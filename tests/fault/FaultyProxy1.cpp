@@ -1,4 +1,6 @@
-#include "FaultyBinding.h"
+// The proxies of FaultySdbus, for sdbus-c++ 1.2.
+#include "FaultySdbus.h"
+#include "support/Interposed.h"
 
 #include <sdbus-c++/sdbus-c++.h>
 
@@ -7,38 +9,23 @@
 
 namespace {
 
-FaultyBinding* current = nullptr;
-
-void meet(const char* operation)
-{
-    if (current != nullptr)
-        current->meet(operation);
-}
-
-void note(const char* event)
-{
-    if (current != nullptr)
-        current->events.emplace_back(event);
-}
-
 class FaultyProxy : public sdbus::IProxy
 {
 public:
     explicit FaultyProxy(std::unique_ptr<sdbus::IProxy> realProxy) : real(std::move(realProxy)) {}
-    ~FaultyProxy() override { note("destroy"); }
+    ~FaultyProxy() override { FaultySdbus::note("destroy"); }
 
     sdbus::MethodCall createMethodCall(const std::string& interfaceName,
                                        const std::string& methodName) override
     {
-        meet("createMethodCall");
+        FaultySdbus::meet("createMethodCall");
         return real->createMethodCall(interfaceName, methodName);
     }
 
     sdbus::MethodReply callMethod(const sdbus::MethodCall& message, uint64_t timeout) override
     {
-        meet("callMethod");
-        if (current != nullptr)
-            current->timeouts.push_back(timeout);
+        FaultySdbus::meet("callMethod");
+        FaultySdbus::noteTimeout(timeout);
         return real->callMethod(message, timeout);
     }
 
@@ -63,22 +50,22 @@ public:
 
     void finishRegistration() override
     {
-        note("finish");
-        meet("finishRegistration");
+        FaultySdbus::note("finish");
+        FaultySdbus::meet("finishRegistration");
         real->finishRegistration();
     }
 
     void unregister() override
     {
-        note("unregister");
-        meet("unregister");
+        FaultySdbus::note("unregister");
+        FaultySdbus::meet("unregister");
         real->unregister();
     }
 
     sdbus::IConnection& getConnection() const override
     {
-        note("connection");
-        meet("getConnection");
+        FaultySdbus::note("connection");
+        FaultySdbus::meet("getConnection");
         return real->getConnection();
     }
 
@@ -95,33 +82,13 @@ private:
 
 } // namespace
 
-// Takes the place of the binding's own, of which it uses another overload.
-std::unique_ptr<sdbus::IProxy> sdbus::createProxy(std::string destination, std::string objectPath)
+std::unique_ptr<sdbus::IProxy> sdbus::createProxy(IConnection& connection, std::string destination,
+                                                  std::string objectPath)
 {
-    note("create");
-    meet("createProxy");
-    return std::make_unique<FaultyProxy>(sdbus::createProxy(
-        sdbus::createSystemBusConnection(), std::move(destination), std::move(objectPath)));
-}
-
-FaultyBinding::FaultyBinding()
-{
-    current = this;
-}
-
-FaultyBinding::~FaultyBinding()
-{
-    current = nullptr;
-}
-
-void FaultyBinding::on(const std::string& operation, std::function<void()> fault)
-{
-    faults[operation] = std::move(fault);
-}
-
-void FaultyBinding::meet(const std::string& operation) const
-{
-    const auto fault = faults.find(operation);
-    if (fault != faults.end() && fault->second)
-        fault->second();
+    using Create = std::unique_ptr<IProxy>(IConnection&, std::string, std::string);
+    static Create* const createReal = interposed<Create>(createProxy);
+    FaultySdbus::note("create");
+    FaultySdbus::meet("createProxy");
+    return std::make_unique<FaultyProxy>(
+        createReal(connection, std::move(destination), std::move(objectPath)));
 }
