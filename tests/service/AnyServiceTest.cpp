@@ -4,6 +4,7 @@
 #include "support/PrivateBus.h"
 #include "support/PrivateMember.h"
 
+#include <dbus/SdbusVersion.h>
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/Translation.h>
@@ -191,7 +192,8 @@ public:
     {
         const auto connection = sdbus::createSystemBusConnection();
         const auto bus =
-            sdbus::createProxy(*connection, "org.freedesktop.DBus", "/org/freedesktop/DBus");
+            sdbus::createProxy(*connection, sdbus_version::ServiceName("org.freedesktop.DBus"),
+                               sdbus_version::ObjectPath("/org/freedesktop/DBus"));
         uint32_t process = 0;
         bus->callMethod("GetConnectionUnixProcessID")
             .onInterface("org.freedesktop.DBus")
@@ -366,7 +368,8 @@ protected:
     void restartService()
     {
         const auto watcher = sdbus::createSystemBusConnection();
-        const auto match = watcher->addMatch(
+        const auto match = sdbus_version::addMatch(
+            *watcher,
             "type='signal',sender='org.freedesktop.DBus',member='NameOwnerChanged',arg0='" +
                 std::string(TEST_BUS_NAME) + "',arg2=''",
             [&watcher](sdbus::Message&) { watcher->leaveEventLoop(); });

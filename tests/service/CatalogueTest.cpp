@@ -24,6 +24,17 @@ std::string stemOf(const std::string& id)
     return std::filesystem::path(id).stem();
 }
 
+/** Whether a table has a line of metadata. The engine lists no other tables. */
+bool describesItself(const std::string& table)
+{
+    std::ifstream lines(table);
+    for (std::string line; std::getline(lines, line);) {
+        if (line.rfind("#+", 0) == 0 || line.rfind("#-", 0) == 0)
+            return true;
+    }
+    return false;
+}
+
 /** A folder of tables of our own. */
 class MadeCatalogue : public testing::Test
 {
@@ -116,10 +127,14 @@ TEST(Catalogue, FindsEveryTranslatorByIdentifierAndName)
 
 TEST(Catalogue, HoldsTablesThatTheEngineDoesNotList)
 {
-    for (const char* id : {"tr-g1.ctb", "sk-sk-g1.utb", "is.ctb"}) {
-        ASSERT_NE(installed().find(id), nullptr) << id;
-        EXPECT_EQ(installed().find(id)->name, id) << "they have no name";
+    int count = 0;
+    for (const Translator& translator : installed().translators()) {
+        if (describesItself(translator.table))
+            continue;
+        EXPECT_EQ(translator.name, translator.id) << "it has no name";
+        ++count;
     }
+    EXPECT_GT(count, 0);
 }
 
 TEST(Catalogue, HoldsEveryFileThatIsATable)

@@ -1,5 +1,6 @@
 #include <service/Configuration.h>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -10,6 +11,9 @@
 #include <vector>
 
 using namespace std::chrono_literals;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 namespace {
 
@@ -122,11 +126,16 @@ TEST_F(AConfiguration, VouchesForWhatItHasForEntry)
 {
     const Catalogue catalogue({{"entry.ctb", "E", 1, false, "/e", ""},
                                {"made.ctb", "M", 1, true, "/m", ""},
-                               {"neither.ctb", "N", 1, false, "/n", ""}});
-    const Profiles profiles({{"x", "X", "neither", "entry", "neither", "neither"}});
+                               {"neither.ctb", "N", 1, false, "/n", ""},
+                               {"alone.ctb", "A", 1, false, "/o", ""}});
+    const Profiles profiles(
+        {{"x", "X", "neither", "entry", "neither", "neither"},
+         {"y", "Y", "neither", "alone", "", "neither", {{"computer", {}, ""}}}});
 
     EXPECT_TRUE(translatesBack(*catalogue.find("entry"), catalogue, profiles));
     EXPECT_TRUE(translatesBack(*catalogue.find("made"), catalogue, profiles));
+    EXPECT_TRUE(translatesBack(*catalogue.find("alone"), catalogue, profiles))
+        << "its profile is not offered for want of another translator";
     EXPECT_FALSE(translatesBack(*catalogue.find("neither"), catalogue, profiles));
 }
 
@@ -150,11 +159,58 @@ TEST_F(AConfiguration, NamesAKeyThatItDoesNotKnow)
               "workers, most-workers, deadline-ms, deadline-us-per-character");
 }
 
-TEST_F(AConfiguration, NamesATableThatIsNotInstalled)
+TEST_F(AConfiguration, GivesARoleToTheFirstInstalledOfSeveral)
 {
-    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = \"c.ctb\"\n"),
-              "4: no translator is named \"c.ctb\"; "
-              "brailletranslatord --list shows those that are installed");
+    const Configuration configuration =
+        read("default = \"en\"\n[profile.en]\nlanguage = \"x\"\n"
+             "display = [\"c.ctb\", \"Uncontracted\", \"a.ctb\"]\nentry = [\"a.ctb\", \"b.utb\"]\n"
+             "computer = [\"b.utb\"]\ngrade1 = \"a\"\n");
+
+    const Profile& profile = configuration.profiles.offered("en");
+    EXPECT_EQ(profile.display, "Uncontracted");
+    EXPECT_EQ(profile.entry, "a.ctb");
+    EXPECT_EQ(profile.computer, "b.utb");
+    EXPECT_EQ(profile.grade1, "a");
+    EXPECT_THAT(warningsOf(configuration.profiles), IsEmpty());
+}
+
+TEST_F(AConfiguration, DoesNotOfferAProfileWithARoleThatNothingFills)
+{
+    const Configuration configuration =
+        read(SMALLEST + "[profile.x]\nlanguage = \"X\"\ndisplay = \"a.ctb\"\n"
+                        "entry = [\n  \"c.ctb\",\n  \"d\\u0007.ctb\",\n]\n"
+                        "computer = \"b\"\ngrade1 = \"e.utb\"\n");
+
+    EXPECT_TRUE(configuration.profiles.named("en").isOffered());
+    const Profile& profile = configuration.profiles.named("x");
+    EXPECT_FALSE(profile.isOffered());
+    EXPECT_EQ(profile.display + profile.entry + profile.computer + profile.grade1, "a.ctbb");
+    ASSERT_THAT(profile.unfilled, SizeIs(2));
+    EXPECT_EQ(profile.unfilled[1].place, file.string() + ":16");
+    EXPECT_THAT(warningsOf(configuration.profiles),
+                ElementsAre(file.string() +
+                            ":11: the language profile \"x\" is not offered: its entry translator "
+                            "is not installed (\"c.ctb\" or \"d .ctb\"), its grade1 translator is "
+                            "not installed (\"e.utb\"); install what is missing and restart the "
+                            "service, or name another table in the file"));
+}
+
+TEST_F(AConfiguration, MayHaveADefaultThatIsNotOffered)
+{
+    const Configuration configuration =
+        read("default = \"x\"\n[profile.x]\nlanguage = \"X\"\ndisplay = \"c\"\nentry = \"c\"\n"
+             "computer = \"c\"\ngrade1 = \"c\"\n");
+
+    EXPECT_EQ(configuration.defaultProfile, "x");
+    EXPECT_THAT(configuration.profiles.named("x").unfilled, SizeIs(4));
+}
+
+TEST_F(AConfiguration, OffersAllItsProfilesToAnEmptyCatalogue)
+{
+    std::ofstream(file) << "default = \"x\"\n[profile.x]\nlanguage = \"X\"\n"
+                           "display = [\"c\", \"d\"]\nentry = \"c\"\ncomputer = \"c\"\n"
+                           "grade1 = \"c\"\n";
+    EXPECT_EQ(readConfiguration(file, Catalogue({})).profiles.offered("x").display, "c");
 }
 
 TEST_F(AConfiguration, NamesARoleThatIsMissing)
@@ -184,8 +240,20 @@ TEST_F(AConfiguration, NamesAValueOfTheWrongKind)
               "3: \"en\" is not a table; begin a profile as [profile.NAME]");
     EXPECT_EQ(faultOf("default = \"en\"\n[profile]\n\"a\\nb\" = 2\n"),
               "3: \"a b\" is not a table; begin a profile as [profile.NAME]");
-    EXPECT_EQ(faultOf("default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = [\"a.ctb\"]\n"),
-              "4: \"display\" is not a string; put it in quotes");
+}
+
+TEST_F(AConfiguration, NamesARoleThatIsNotMadeOfStrings)
+{
+    const std::string before = "default = \"en\"\n[profile.en]\nlanguage = \"x\"\ndisplay = ";
+    for (const char* value : {"1", "[]", "{}", "true"})
+        EXPECT_EQ(faultOf(before + value + "\n"),
+                  "4: \"display\" is neither a string nor an array of strings; write "
+                  "display = \"TABLE\" or [\"TABLE\", \"ANOTHER\"]")
+            << value;
+    for (const char* value : {"[\"a.ctb\",\n1]", "[\"a.ctb\",\n[\"b.ctb\"]]"})
+        EXPECT_EQ(faultOf(before + value + "\n"),
+                  "5: not all of \"display\" are strings; put each in quotes")
+            << value;
 }
 
 TEST_F(AConfiguration, NamesALimitThatIsOutOfRange)

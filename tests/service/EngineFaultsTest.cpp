@@ -1,10 +1,10 @@
-/** What texts that hang the engine, and engines that die, do to clients of the service. */
-#include "support/Environment.h"
+/** What engines that hang, die and talk nonsense do to clients of the service. */
 #include "support/Figures.h"
 #include "support/LogCapture.h"
 #include "support/PrivateBus.h"
 #include "support/Sanitizers.h"
-#include "support/ServiceProcess.h"
+#include "support/ScriptedEngine.h"
+#include "support/ScriptedService.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/Translation.h>
@@ -15,43 +15,51 @@
 
 #include <chrono>
 #include <csignal>
+#include <filesystem>
 #include <functional>
 #include <future>
-#include <list>
 #include <ostream>
-#include <poll.h>
 #include <string>
-#include <sys/syscall.h>
-#include <thread>
-#include <unistd.h>
+#include <utility>
 #include <vector>
 
 using namespace std::chrono_literals;
+using testing::AnyOf;
 using testing::HasSubstr;
+using testing::IsEmpty;
 using testing::SizeIs;
 
 namespace {
 
-/** Texts that the engine never finishes, with a table that hangs on them. */
-struct Hang
+/** A text that has time, and its braille. */
+const std::wstring LETTERS(ScriptedService::UNHURRIED, L'a');
+const std::wstring BRAILLE(ScriptedService::UNHURRIED, L'\u2861');
+
+/** What an engine does with a text, and whether that is noticed only at the deadline. */
+struct Fault
 {
     const char* name;
     const char* translator;
-    std::wstring text;
+    bool isSilent;
 };
 
-std::ostream& operator<<(std::ostream& output, const Hang& hang)
+std::ostream& operator<<(std::ostream& output, const Fault& fault)
 {
-    return output << hang.name;
+    return output << fault.name;
 }
 
-const Hang HANGS[] = {
-    {"AtBehindAHyphen", "de-g2.ctb", L"E-Mail: -@home"},
-    {"AtBehindAQuestionMark", "de-g2.ctb", L"Wirklich ?@anna"},
-    {"ColonsBehindEscape", "en-us-g2.ctb", L"a\u001b:::"},
+const Fault FAULTS[] = {
+    {"Hangs", scripted::HANGS, true},
+    {"StopsHalfway", scripted::STOPS_HALFWAY, true},
+    {"BreaksOff", scripted::BREAKS_OFF, false},
+    {"Dies", scripted::DIES, false},
+    {"Exits", scripted::EXITS, false},
+    {"ClosesItsSocket", scripted::CLOSES, false},
+    {"SaysNothing", scripted::SAYS_NOTHING, false},
+    {"TalksNonsense", scripted::TALKS_NONSENSE, false},
+    {"ExaggeratesALength", scripted::EXAGGERATES, false},
+    {"BoastsOfItsAnswer", scripted::BOASTS, false},
 };
-
-const std::wstring FORTY = L"The quick brown fox jumps over the dogs.";
 
 /** How long it takes as a rule. */
 Milliseconds usualTimeOf(const char* what, int often, const std::function<void()>& action)
@@ -65,104 +73,115 @@ Milliseconds usualTimeOf(const char* what, int often, const std::function<void()
 /** A client with a connection of its own. */
 struct Client
 {
-    std::wstring forward(const char* translator, const std::wstring& text)
+    std::wstring forward(const char* translator, const std::wstring& text = LETTERS)
     {
         return TranslatorProxy(0, "", true, translator, translation.getServiceProxy())
             .forwardW(text)
             ->getTranslatedW();
     }
 
-    std::wstring forward(const Hang& hang) { return forward(hang.translator, hang.text); }
-
     Translation translation;
 };
 
-/** Waits until a process that is no child of ours has ended. */
-class Ending
-{
-public:
-    explicit Ending(pid_t process)
-        : descriptor(static_cast<int>(syscall(SYS_pidfd_open, process, 0)))
-    {
-    }
-    ~Ending() { close(descriptor); }
-    Ending(const Ending&) = delete;
-    Ending& operator=(const Ending&) = delete;
-
-    bool comesWithin(std::chrono::milliseconds time) const
-    {
-        pollfd ended{descriptor, POLLIN, 0};
-        return poll(&ended, 1, static_cast<int>(time.count())) == 1;
-    }
-
-private:
-    int descriptor;
-};
-
-/** A service that gives a text up after so many milliseconds. */
-class ServiceWithDeadline : public testing::Test
+class AnEngineThat : public testing::TestWithParam<Fault>
 {
 protected:
-    explicit ServiceWithDeadline(int milliseconds)
-        : service({}, "deadline-ms = " + std::to_string(milliseconds))
+    /** Of a text of one code point; see SHORT_DEADLINE. */
+    static constexpr Milliseconds DEADLINE = 30ms;
+
+    /** No more engines than two help out, so that there are as many at the end. */
+    static std::string engineLines()
     {
+        return std::string("most-workers = 2\n") + (GetParam().isSilent
+                                                        ? ScriptedService::SHORT_DEADLINE
+                                                        : ScriptedService::LONG_DEADLINE);
     }
 
-    /** Has a client of its own ask for a text that hangs; returns once an engine is at it. */
-    void startHanging()
+    /** The log record of a text that has come to that end. */
+    static std::string error()
     {
-        hanging.push_back(std::async(std::launch::async, [] { Client().forward(HANGS[0]); }));
-        while (service.busyEngines().size() < hanging.size())
-            std::this_thread::yield();
+        return std::string("[braille.translator.Error.") +
+               (GetParam().isSilent ? "Timeout]" : "EngineFailed]");
     }
 
     PrivateBus bus;
     LogCapture log;
-    std::vector<std::future<void>> hanging; ///< they end with the service
-    ServiceProcess service;
+    ScriptedService service{engineLines()};
 };
 
-class ATextThatHangs : public ServiceWithDeadline, public testing::WithParamInterface<Hang>
-{
-protected:
-    ATextThatHangs() : ServiceWithDeadline(static_cast<int>(deadline().count())) {}
-
-    /** Enough for an engine that is new to read a table. */
-    static Milliseconds deadline() { return patiently(150ms); }
-};
-
-INSTANTIATE_TEST_SUITE_P(Each, ATextThatHangs, testing::ValuesIn(HANGS),
+INSTANTIATE_TEST_SUITE_P(Each, AnEngineThat, testing::ValuesIn(FAULTS),
                          [](const auto& which) { return std::string(which.param.name); });
 
-class WhileATextHangs : public ServiceWithDeadline
+/** Texts that are not given up before the test is over. */
+class WhileATextHangs : public testing::Test
 {
 protected:
-    WhileATextHangs() : ServiceWithDeadline(20000) {}
+    /** Has a client of its own ask for a text that hangs; returns the engine process at it. */
+    pid_t startHanging()
+    {
+        hanging.push_back(
+            std::async(std::launch::async, [] { return Client().forward(scripted::HANGS, L"a"); }));
+        return service.nextHanging();
+    }
+
+    void expectThatAllHang() const
+    {
+        for (const auto& text : hanging)
+            EXPECT_EQ(text.wait_for(0s), std::future_status::timeout);
+    }
+
+    PrivateBus bus;
+    LogCapture log;
+    std::vector<std::future<std::wstring>> hanging; ///< they end with the service
+    ScriptedService service;
 };
 
 } // namespace
 
-TEST_P(ATextThatHangs, IsGivenUpAtTheDeadlineAHundredTimesAndLeavesNothingBehind)
+TEST_P(AnEngineThat, EndsOneTextAndNoOtherAHundredTimesAndLeavesNothingBehind)
 {
     Client client;
-    client.forward(GetParam());
-    ASSERT_EQ(client.forward("en-ueb-g2.ctb", L"and"), L"\u282f");
+    client.forward(GetParam().translator, L"a");
+    ASSERT_EQ(client.forward(scripted::PLAIN), BRAILLE);
     const std::size_t descriptors = service.descriptors();
     const std::size_t memory = service.residentKilobytes();
+    Durations durations("a call takes");
     for (int round = 0; round < rounds(100); ++round) {
         log.clear();
-        const auto time = timeOf([&] { client.forward(GetParam()); });
-        ASSERT_GE(time, deadline());
-        ASSERT_LE(time, deadline() + patiently(200ms));
+        durations.measure([&] { client.forward(GetParam().translator, L"a"); });
         ASSERT_THAT(log.records(), SizeIs(1));
-        ASSERT_THAT(log.records()[0].message, HasSubstr("[braille.translator.Error.Timeout]"));
-        ASSERT_EQ(client.forward("en-ueb-g2.ctb", L"and"), L"\u282f");
+        ASSERT_THAT(log.records()[0].message, HasSubstr(error()));
+        ASSERT_EQ(client.forward(scripted::PLAIN), BRAILLE);
+        // With a short deadline, an engine that reads a table may be replaced at this moment.
+        ASSERT_THAT(service.engines(), AnyOf(SizeIs(2), SizeIs(GetParam().isSilent ? 1 : 2)));
     }
-    EXPECT_THAT(service.engines(), SizeIs(2));
-    EXPECT_EQ(service.descriptors(), descriptors);
+    EXPECT_GE(durations.shortest(), GetParam().isSilent ? DEADLINE : 0ms);
+    expectWithin(DEADLINE + 200ms, durations.longest());
+    EXPECT_LE(service.descriptors(), descriptors + 2);
     if (MEMORY_IS_GIVEN_BACK) {
         EXPECT_LE(service.residentKilobytes(), memory + 512);
     }
+}
+
+TEST(AnEngineThatRefusesAText, SaysWhyAndIsAskedAgain)
+{
+    const PrivateBus bus;
+    LogCapture log;
+    ScriptedService service{"deadline-ms = 20000\nmost-workers = 2\n"};
+    Client client;
+    const std::vector<pid_t> before = service.engines();
+    for (const auto& [translator, error] :
+         {std::pair(scripted::REFUSES, "EngineFailed"), std::pair(scripted::EXCEEDS, "TooLong")}) {
+        log.clear();
+        EXPECT_EQ(client.forward(translator), L"");
+        ASSERT_THAT(log.records(), SizeIs(1));
+        EXPECT_THAT(log.records()[0].message,
+                    testing::AllOf(HasSubstr(std::string("[braille.translator.Error.") + error),
+                                   HasSubstr(scripted::REFUSAL)));
+        EXPECT_THAT(service.logUntil(error), HasSubstr(scripted::REFUSAL_IN_LOG));
+        EXPECT_EQ(client.forward(scripted::PLAIN), BRAILLE);
+    }
+    EXPECT_EQ(service.engines(), before);
 }
 
 TEST_F(WhileATextHangs, QuestionsAreAnsweredWithinTenMilliseconds)
@@ -170,16 +189,18 @@ TEST_F(WhileATextHangs, QuestionsAreAnsweredWithinTenMilliseconds)
     startHanging();
     Client client;
     const auto ask = [&client] { client.translation.getPreferredBrailleTranslatorForDisplay(); };
-    EXPECT_LT(usualTimeOf("a call takes", 100, ask), patiently(10ms));
-    EXPECT_THAT(log.records(), testing::IsEmpty()) << "it still hangs";
+    expectWithin(10ms, usualTimeOf("a call takes", 100, ask));
+    EXPECT_THAT(log.records(), IsEmpty());
+    expectThatAllHang();
 }
 
 TEST_F(WhileATextHangs, AnotherClientsTextIsTranslatedWithinATenthOfASecond)
 {
     startHanging();
-    const auto ask = [] { EXPECT_NE(Client().forward("en-ueb-g2.ctb", FORTY), L""); };
-    EXPECT_LT(usualTimeOf("a call takes", 20, ask), patiently(100ms));
-    EXPECT_THAT(log.records(), testing::IsEmpty()) << "it still hangs";
+    const auto ask = [] { EXPECT_EQ(Client().forward(scripted::PLAIN), BRAILLE); };
+    expectWithin(100ms, usualTimeOf("a call takes", 20, ask));
+    EXPECT_THAT(log.records(), IsEmpty());
+    expectThatAllHang();
 }
 
 TEST_F(WhileATextHangs, SoMayOthersAndAnotherClientIsStillServed)
@@ -187,45 +208,51 @@ TEST_F(WhileATextHangs, SoMayOthersAndAnotherClientIsStillServed)
     for (int count = 0; count < 4; ++count)
         startHanging();
     Client client;
-    const auto ask = [&client] { EXPECT_NE(client.forward("en-ueb-g2.ctb", FORTY), L""); };
-    EXPECT_LT(usualTimeOf("a call takes", 20, ask), patiently(100ms));
-    EXPECT_THAT(log.records(), testing::IsEmpty()) << "they still hang";
+    const auto ask = [&client] { EXPECT_EQ(client.forward(scripted::PLAIN), BRAILLE); };
+    expectWithin(100ms, usualTimeOf("a call takes", 20, ask));
+    EXPECT_THAT(log.records(), IsEmpty());
+    expectThatAllHang();
+}
+
+TEST_F(WhileATextHangs, ItIsTranslatedWhenItsEngineGoesOnInTime)
+{
+    kill(startHanging(), SIGHUP);
+    EXPECT_EQ(hanging[0].get(), L"\u2861");
+    EXPECT_THAT(log.records(), IsEmpty());
 }
 
 TEST_F(WhileATextHangs, ItsClientGetsAnErrorWhenTheEngineIsKilledAndNobodyElseNotices)
 {
-    startHanging();
-    const std::vector<pid_t> busy = service.busyEngines();
-    ASSERT_THAT(busy, SizeIs(1));
+    const pid_t engine = startHanging();
     Client other;
-    ASSERT_NE(other.forward("en-ueb-g2.ctb", FORTY), L"");
-    kill(busy[0], SIGKILL);
+    ASSERT_EQ(other.forward(scripted::PLAIN), BRAILLE);
+    kill(engine, SIGKILL);
     hanging[0].get();
     for (int round = 0; round < 20; ++round)
-        EXPECT_NE(other.forward("en-ueb-g2.ctb", FORTY), L"");
+        EXPECT_EQ(other.forward(scripted::PLAIN), BRAILLE);
     ASSERT_THAT(log.records(), SizeIs(1));
     EXPECT_THAT(log.records()[0].message, HasSubstr("[braille.translator.Error.EngineFailed]"));
-    EXPECT_THAT(service.engines(), SizeIs(2));
+    EXPECT_THAT(service.engines(), testing::Not(testing::Contains(engine)));
 }
 
-TEST_F(WhileATextHangs, EnginesDieWithTheServiceHoweverThatEnds)
+TEST_F(WhileATextHangs, TheServiceEndsCleanlyWithinASecond)
 {
-    startHanging();
-    std::list<Ending> endings;
-    for (const pid_t engine : service.engines())
-        endings.emplace_back(engine);
-    ASSERT_THAT(endings, SizeIs(2));
-    service.end(SIGKILL);
-    for (const Ending& ending : endings)
-        EXPECT_TRUE(ending.comesWithin(5000ms));
+    const pid_t busy = startHanging();
+    const std::vector<pid_t> engines = service.engines();
+    ASSERT_THAT(engines, testing::Contains(busy));
+    expectWithin(1s, timeOf([this] { EXPECT_EQ(service.end(SIGTERM), 0); }));
+    for (const pid_t engine : engines)
+        EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(engine)));
 }
 
 TEST_F(WhileATextHangs, TheProfileCanBeChanged)
 {
     startHanging();
     Client client;
-    std::string german = "de";
-    client.translation.changeLanguageProfile(german);
-    EXPECT_EQ(client.translation.getPreferredBrailleTranslatorForDisplay()->getID(), "de-g2.ctb");
-    EXPECT_THAT(log.records(), testing::IsEmpty());
+    std::string profile = "other";
+    client.translation.changeLanguageProfile(profile);
+    EXPECT_EQ(client.translation.getPreferredBrailleTranslatorForDisplay()->getID(),
+              scripted::OTHER);
+    EXPECT_THAT(log.records(), IsEmpty());
+    expectThatAllHang();
 }

@@ -1,21 +1,19 @@
 /** Clients that ask for more before they have their answers, as the library never does. */
 #include "support/PrivateBus.h"
 #include "support/Require.h"
-#include "support/ServiceProcess.h"
+#include "support/ScriptedEngine.h"
+#include "support/ScriptedService.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
 #include <csignal>
 #include <cstdint>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace {
-
-const std::vector<uint32_t> HANGS{'E', '-', 'M', 'a', 'i', 'l', ':',
-                                  ' ', '-', '@', 'h', 'o', 'm', 'e'};
 
 /** Sends calls at once, and takes the replies as they come. */
 class PipeliningClient
@@ -33,9 +31,7 @@ public:
         require(sd_bus_set_address(bus, busAddress.c_str()), "set_address");
         require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
         require(sd_bus_start(bus), "start");
-        // Until the bus has said hello, calls would only be queued.
-        const char* name = nullptr;
-        require(sd_bus_get_unique_name(bus, &name), "get_unique_name");
+        name(); // until the bus has said hello, calls would only be queued
     }
     ~PipeliningClient() { sd_bus_flush_close_unref(bus); }
     PipeliningClient(const PipeliningClient&) = delete;
@@ -52,6 +48,28 @@ public:
     }
 
     void ask(const char* method) { send(newCall(method)); }
+
+    /** Its unique name on the bus. */
+    std::string name() const
+    {
+        const char* unique = nullptr;
+        require(sd_bus_get_unique_name(bus, &unique), "get_unique_name");
+        return unique;
+    }
+
+    /** Waits until the bus has told all that the client of that unique name has gone. */
+    void awaitGone(const std::string& client)
+    {
+        for (int isThere = 1; isThere != 0;) {
+            sd_bus_message* reply = nullptr;
+            require(sd_bus_call_method(bus, "org.freedesktop.DBus", "/org/freedesktop/DBus",
+                                       "org.freedesktop.DBus", "NameHasOwner", nullptr, &reply, "s",
+                                       client.c_str()),
+                    "NameHasOwner");
+            require(sd_bus_message_read(reply, "b", &isThere), "read");
+            sd_bus_message_unref(reply);
+        }
+    }
 
     Reply nextReply()
     {
@@ -106,14 +124,8 @@ private:
 class APipeliningClient : public testing::Test
 {
 protected:
-    void awaitHanging() const
-    {
-        while (service.busyEngines().empty())
-            std::this_thread::yield();
-    }
-
     PrivateBus bus;
-    ServiceProcess service{{}, "deadline-ms = 1000"};
+    ScriptedService service;
     PipeliningClient client{bus.address()};
 };
 
@@ -122,7 +134,7 @@ protected:
 TEST_F(APipeliningClient, GetsItsTranslationsInTheOrderOfItsCalls)
 {
     for (std::size_t count = 0; count < 60; ++count)
-        client.forward("en-ueb-g2.ctb", std::vector<uint32_t>(count % 3 == 0 ? 20000 : 5, 'x'));
+        client.forward(scripted::PLAIN, std::vector<uint32_t>(count % 3 == 0 ? 20000 : 5, 'x'));
     for (std::size_t count = 0; count < 60; ++count) {
         const auto reply = client.nextReply();
         EXPECT_EQ(reply.call, count);
@@ -132,51 +144,61 @@ TEST_F(APipeliningClient, GetsItsTranslationsInTheOrderOfItsCalls)
 
 TEST_F(APipeliningClient, GetsTheErrorsOfItsTextsInThatOrderToo)
 {
-    client.forward("de-g2.ctb", HANGS);
-    client.forward("en-ueb-g2.ctb", {'a'});
+    client.forward(scripted::HANGS, {'a'});
+    client.forward(scripted::PLAIN, {'a'});
+    kill(service.nextHanging(), SIGKILL);
     const auto replies = client.replies(2);
     EXPECT_EQ(replies[0].call, 0U);
-    EXPECT_EQ(replies[0].error, "braille.translator.Error.Timeout");
+    EXPECT_EQ(replies[0].error, "braille.translator.Error.EngineFailed");
     EXPECT_EQ(replies[1].call, 1U);
     EXPECT_EQ(replies[1].error, "");
 }
 
 TEST_F(APipeliningClient, GetsAnswersToQuestionsWhileItsTextHangs)
 {
-    client.forward("de-g2.ctb", HANGS);
+    client.forward(scripted::HANGS, {'a'});
     client.ask("getComputerBrailleTranslator");
     EXPECT_EQ(client.nextReply().call, 1U);
+    kill(service.nextHanging(), SIGHUP);
     EXPECT_EQ(client.nextReply().call, 0U);
 }
 
 TEST_F(APipeliningClient, IsToldWhenItAsksTooMuch)
 {
-    client.forward("de-g2.ctb", HANGS);
-    awaitHanging();
+    constexpr std::size_t MOST_WAITING = 64;
+    client.forward(scripted::HANGS, {'a'});
+    const pid_t engine = service.nextHanging();
     for (std::size_t count = 0; count < 100; ++count)
-        client.forward("en-ueb-g2.ctb", {'a'});
-    std::size_t refused = 0;
-    for (const auto& reply : client.replies(101))
-        refused += reply.error == "braille.translator.Error.Busy" ? 1 : 0;
-    EXPECT_EQ(refused, 100U - 64U);
+        client.forward(scripted::PLAIN, {'a'});
+    for (const auto& reply : client.replies(100 - MOST_WAITING))
+        EXPECT_EQ(reply.error, "braille.translator.Error.Busy");
+    kill(engine, SIGHUP);
+    for (const auto& reply : client.replies(1 + MOST_WAITING))
+        EXPECT_EQ(reply.error, "");
 }
 
 TEST_F(APipeliningClient, LeavesNothingToDoWhenItGoes)
 {
+    std::string leaver;
+    pid_t engine = -1;
     {
         PipeliningClient leaving(bus.address());
-        for (std::size_t count = 0; count < 100; ++count)
-            leaving.forward("de-g2.ctb", HANGS);
-        awaitHanging();
+        leaver = leaving.name();
+        for (std::size_t count = 0; count < 60; ++count)
+            leaving.forward(scripted::HANGS, {'a'});
+        engine = service.nextHanging();
     }
-    // The text in work is given up at its deadline; had a second one been begun
-    // then, it would be given up before one that is asked for only now.
-    service.logUntil("Timeout :");
-    client.forward("de-g2.ctb", HANGS);
-    EXPECT_EQ(client.nextReply().error, "braille.translator.Error.Timeout");
+    client.awaitGone(leaver);
+    // The service has heard of that before it answers this.
+    client.ask("getComputerBrailleTranslator");
+    client.nextReply();
+    kill(engine, SIGKILL);
+    // Had a second text been begun then, it would hang before this one does.
+    client.forward(scripted::HANGS, {'a'});
+    kill(service.nextHanging(), SIGHUP);
+    EXPECT_EQ(client.nextReply().error, "");
     service.end(SIGTERM);
-    const std::string log = service.logToTheEnd();
-    EXPECT_EQ(log.find("Timeout :"), log.rfind("Timeout :")) << log;
+    EXPECT_THAT(service.logToTheEnd(), testing::Not(testing::HasSubstr(scripted::HANGING)));
 }
 
 TEST_F(APipeliningClient, MayLeaveWithoutItsRepliesAtAll)
@@ -184,8 +206,8 @@ TEST_F(APipeliningClient, MayLeaveWithoutItsRepliesAtAll)
     for (std::size_t round = 0; round < 20; ++round) {
         PipeliningClient leaving(bus.address());
         for (std::size_t count = 0; count < 20; ++count)
-            leaving.forward("en-ueb-g2.ctb", std::vector<uint32_t>(2000, 'x'));
+            leaving.forward(scripted::PLAIN, std::vector<uint32_t>(2000, 'x'));
     }
-    client.forward("en-ueb-g2.ctb", {'a'});
+    client.forward(scripted::PLAIN, {'a'});
     EXPECT_EQ(client.nextReply().error, "");
 }

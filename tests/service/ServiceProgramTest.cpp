@@ -1,4 +1,6 @@
 #include "support/Command.h"
+#include "support/Ending.h"
+#include "support/Environment.h"
 #include "support/Gdbus.h"
 #include "support/PrivateBus.h"
 #include "support/ServiceProcess.h"
@@ -7,15 +9,14 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <list>
+#include <optional>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -54,6 +55,63 @@ testing::Matcher<Outcome> failsWith(int status, const std::string& text)
                                       EndsWith("\n"))));
 }
 
+/** Six lines of a file; the fifth gives the computer role to that translator, or those. */
+std::string profile(const std::string& name, const std::string& language,
+                    const std::string& computer)
+{
+    return "[profile." + name + "]\nlanguage = \"" + language + "\"\ndisplay = \"good\"\n" +
+           "entry = \"good\"\ncomputer = " + computer + "\ngrade1 = \"good\"\n";
+}
+
+/** Two tables instead of those that are installed, and a file. */
+class TablesOfATest : public testing::Test
+{
+protected:
+    TablesOfATest()
+    {
+        std::string name = testing::TempDir() + "tables-XXXXXX";
+        folder = mkdtemp(name.data());
+        for (const char* table : {"good.utb", "other.utb"})
+            std::ofstream(folder / table) << "#+type:computer\nspace \\s 0\nlowercase a 1\n";
+        tables.emplace("LOUIS_TABLEPATH", folder.c_str());
+    }
+
+    ~TablesOfATest() override { std::filesystem::remove_all(folder); }
+
+    /** The name of a file with these profiles, of which the one named x is the default. */
+    std::string fileWith(const std::string& profiles) const
+    {
+        std::ofstream(folder / "file.toml") << "default = \"x\"\n" << profiles;
+        return folder / "file.toml";
+    }
+
+    std::filesystem::path folder;
+    std::optional<ScopedVariable> tables;
+};
+
+/** The service with a file whose profiles lack tables. */
+class AServiceWithoutATable : public TablesOfATest
+{
+protected:
+    void start(const std::string& profiles, std::vector<std::string> options = {})
+    {
+        options.insert(options.end(), {"--config", fileWith(profiles)});
+        service.emplace(options);
+    }
+
+    /** What the service has logged until it was started. */
+    std::string log() const { return service->startLog(); }
+
+    void reloadWith(const std::string& profiles)
+    {
+        fileWith(profiles);
+        kill(service->pid(), SIGHUP);
+    }
+
+    PrivateBus bus;
+    std::optional<ServiceProcess> service;
+};
+
 /** Which translator has the computer braille role. */
 std::string computerRole()
 {
@@ -71,7 +129,7 @@ protected:
     }
 
     PrivateBus bus;
-    ServiceProcess service{{}, "deadline-ms = 20000"};
+    ServiceProcess service;
 };
 
 } // namespace
@@ -130,13 +188,13 @@ TEST(TheServiceProgram, NamesTheLineOfItsConfigurationThatIsWrong)
 
 TEST(TheServiceProgram, SaysThatThereIsNoBus)
 {
-    setenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus", 1);
+    const ScopedVariable noBus("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=/nonexistent/bus");
     EXPECT_THAT(run({}), failsWith(1, "Failed to reach the system bus"));
 }
 
 TEST(TheServiceProgram, SaysThatThereAreNoTables)
 {
-    setenv("LOUIS_TABLEPATH", "/nonexistent", 1);
+    const ScopedVariable noTables("LOUIS_TABLEPATH", "/nonexistent");
     for (const char* option : {"--list", "--check"})
         EXPECT_THAT(run({option}), failsWith(1, "install the package liblouis-data"));
 }
@@ -156,28 +214,157 @@ TEST(TheServiceProgram, ListsTranslatorsAndProfiles)
 
 TEST(TheServiceProgram, FindsNothingBrokenInWhatIsInstalled)
 {
-    const Outcome check = run({"--check"});
+    // However long a busy machine reads a table.
+    const Outcome check = run({"--config", TEST_PATIENT_CONFIGURATION, "--check"});
     EXPECT_EQ(check.status, 0);
-    EXPECT_THAT(check.output, AllOf(HasSubstr(" 0 translators broken\n"), EndsWith("broken\n")));
+    EXPECT_THAT(check.output,
+                testing::MatchesRegex("[0-9]+ translators and [0-9]+ profiles tried, "
+                                      "0 translators broken, 0 profiles not offered\n"));
 }
 
-TEST(TheServiceProgram, SaysWhichTablesAreBrokenAndWhichProfilesUseThem)
+TEST_F(TablesOfATest, AreCheckedForFaultsAndForProfilesThatUseThem)
 {
-    const std::filesystem::path folder = testing::TempDir() + "tables-" + std::to_string(getpid());
-    std::filesystem::create_directory(folder);
-    std::ofstream(folder / "good.utb") << "#+type:computer\nspace \\s 0\n";
     std::ofstream(folder / "bad.utb") << "#+type:computer\nnonsense here\n";
-    const std::filesystem::path file = folder / "file.toml";
-    std::ofstream(file) << "default = \"x\"\n[profile.x]\nlanguage = \"X\"\ndisplay = \"good\"\n"
-                           "entry = \"bad\"\ncomputer = \"good\"\ngrade1 = \"good\"\n";
-    setenv("LOUIS_TABLEPATH", folder.c_str(), 1);
-    const Outcome check = run({"--config", file, "--check"});
-    std::filesystem::remove_all(folder);
+    const Outcome check = run({"--config", fileWith(profile("x", "X", "\"bad\"")), "--check"});
     EXPECT_EQ(check.status, 1);
     EXPECT_THAT(check.output,
                 AllOf(StartsWith("bad.utb: the engine cannot use the table"),
-                      HasSubstr("profile x: its entry translator bad.utb is broken\n"),
-                      EndsWith("2 translators and 1 profiles tried, 1 translators broken\n")));
+                      HasSubstr("profile x: its computer translator bad.utb is broken\n"),
+                      EndsWith("3 translators and 1 profiles tried, 1 translators broken, "
+                               "0 profiles not offered\n")));
+}
+
+TEST_F(TablesOfATest, AreCheckedForThoseThatProfilesLack)
+{
+    const std::string file = fileWith(profile("x", "X", "[\"lost.ctb\", \"gone.utb\"]") +
+                                      profile("y", "Y", "[\"lost.ctb\", \"other.utb\"]"));
+    const Outcome check = run({"--config", file, "--check"});
+    EXPECT_EQ(check.status, 1);
+    EXPECT_EQ(check.output, file + ":6: profile x: its computer translator is not installed "
+                                   "(\"lost.ctb\" or \"gone.utb\")\n"
+                                   "2 translators and 2 profiles tried, 0 translators broken, "
+                                   "1 profiles not offered\n");
+}
+
+TEST_F(TablesOfATest, AreListedWithTheProfilesThatAreOffered)
+{
+    const std::string file =
+        fileWith(profile("x", "X", "\"lost\"") + profile("y", "Y", "\"other\""));
+    const Outcome list = run({"--config", file, "--list"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_THAT(list.output,
+                testing::MatchesRegex("TRANSLATOR .*\ngood.utb .*\nother.utb .*\n\nPROFILE .*\n"
+                                      "y +good.utb +good.utb +other.utb +good.utb +Y "
+                                      "\\(default\\)\n"));
+    EXPECT_THAT(list.errors,
+                AllOf(StartsWith("brailletranslatord: " + file + ":6: the language profile \"x\" "),
+                      HasSubstr("its computer translator is not installed (\"lost\")"),
+                      Not(HasSubstr("\"y\""))));
+}
+
+TEST_F(TablesOfATest, AreListedWithoutProfilesWhenNoneIsOffered)
+{
+    const std::string file = fileWith(profile("x", "X", "\"lost\""));
+    const Outcome list = run({"--config", file, "--list"});
+    EXPECT_EQ(list.status, 0);
+    EXPECT_THAT(list.output, AllOf(HasSubstr("\ngood.utb "), Not(HasSubstr("PROFILE"))));
+    EXPECT_THAT(list.errors, HasSubstr(file + ":6: "));
+}
+
+TEST_F(TablesOfATest, AreListedWhateverIsWrongWithTheFile)
+{
+    const std::string file = fileWith("colour = 1\n");
+    const Outcome broken = run({"--config", file, "--list"});
+    EXPECT_EQ(broken.status, 1);
+    EXPECT_THAT(broken.output, AllOf(StartsWith("TRANSLATOR"), HasSubstr("\ngood.utb "),
+                                     HasSubstr("\nother.utb "), Not(HasSubstr("PROFILE"))));
+    EXPECT_THAT(broken.errors,
+                StartsWith("brailletranslatord: " + file + ":2: unknown key \"colour\""));
+
+    const Outcome missing = run({"--config", folder / "nothing", "--list"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_EQ(missing.output, broken.output);
+    EXPECT_THAT(missing.errors, HasSubstr("nothing: cannot be read"));
+}
+
+TEST_F(AServiceWithoutATable, StartsWithTheNextBestProfileAndSaysSo)
+{
+    start(profile("a", "A", "\"good\"") + profile("x", "X", "\"lost\"") +
+          profile("x-y", "X (Y)", "\"other\""));
+    EXPECT_THAT(log(), AllOf(HasSubstr("WARN: " + (folder / "file.toml").string() +
+                                       ":12: the language profile \"x\" is not offered"),
+                             HasSubstr("WARN: starts with the language profile \"x-y\", because "
+                                       "\"x\" is not offered\n")));
+    EXPECT_THAT(computerRole(), HasSubstr("other.utb"));
+}
+
+TEST_F(AServiceWithoutATable, ReplacesTheProfileOfItsOptionToo)
+{
+    start(profile("x", "X", "\"good\"") + profile("z", "Z", "\"lost\"") +
+              profile("z-a", "Z", "\"other\""),
+          {"--profile", "z"});
+    EXPECT_THAT(log(), HasSubstr("starts with the language profile \"z-a\", because \"z\" is not"));
+    EXPECT_THAT(computerRole(), HasSubstr("other.utb"));
+}
+
+TEST_F(AServiceWithoutATable, TellsWhoWantsAProfileWhichTableItLacks)
+{
+    start(profile("x", "X", "\"other\"") + profile("z", "Z", "[\"lost\", \"gone.utb\"]"));
+    EXPECT_THAT(gdbusCall("changeLanguageProfile", {"z"}).errors,
+                AllOf(HasSubstr("braille.translator.Error.NoSuchProfile"),
+                      HasSubstr("its computer translator is not installed (\"lost\" or "
+                                "\"gone.utb\")")));
+    EXPECT_THAT(computerRole(), HasSubstr("other.utb")) << "the profile stays";
+    EXPECT_THAT(log(), Not(HasSubstr("starts with the language profile")));
+}
+
+TEST_F(AServiceWithoutATable, AnswersRolesWithWhatToInstallWhenNoProfileIsOffered)
+{
+    start(profile("x", "X", "[\"lost\", \"gone.utb\"]"));
+    EXPECT_THAT(log(), HasSubstr("WARN: offers no language profile"));
+    for (const char* question :
+         {"getPreferredBrailleTranslatorForDisplay", "getPreferredBrailleTranslatorForEntry",
+          "getComputerBrailleTranslator", "getGrade1TranslatorForPreferredEntry"})
+        EXPECT_THAT(
+            gdbusCall(question).errors,
+            AllOf(HasSubstr("braille.translator.Error.EngineFailed"),
+                  HasSubstr("\"x\" is not offered: its computer translator is not "
+                            "installed (\"lost\" or \"gone.utb\"); install what is missing")))
+            << question;
+    EXPECT_THAT(gdbusCall("getTranslatorByName", {"good"}).output, HasSubstr("'good.utb'"));
+    EXPECT_THAT(gdbusCall("forwardW", {"good", "[97]", "0"}).output, HasSubstr("[uint32 10241]"));
+}
+
+TEST_F(AServiceWithoutATable, OffersWhatItsFileMendsWhenItReadsAgain)
+{
+    start(profile("a", "English", "\"good\"") + profile("x", "X", "\"lost\""));
+    ASSERT_THAT(computerRole(), HasSubstr("good.utb"));
+    reloadWith(profile("a", "English", "\"good\"") + profile("x", "X", "[\"lost\", \"other\"]"));
+    service->logUntil("has read");
+    EXPECT_THAT(computerRole(), HasSubstr("other.utb")) << "it is the profile that was wanted";
+}
+
+TEST_F(AServiceWithoutATable, ReplacesAProfileThatLosesATableWhenItReadsAgain)
+{
+    start(profile("x", "X", "\"good\"") + profile("y", "Y", "\"good\""));
+    ASSERT_EQ(gdbusCall("changeLanguageProfile", {"y"}).status, 0);
+    reloadWith(profile("x", "X", "\"good\"") + profile("y", "Y", "\"lost\"") +
+               profile("y-z", "Y (Z)", "\"other\""));
+    EXPECT_THAT(service->logUntil("has read"),
+                AllOf(HasSubstr(":12: the language profile \"y\" is not offered"),
+                      HasSubstr("starts with the language profile \"y-z\", because \"y\" is not")));
+    EXPECT_THAT(computerRole(), HasSubstr("other.utb"));
+    reloadWith(profile("x", "X", "\"lost\""));
+    EXPECT_THAT(service->logUntil("has read"), HasSubstr("offers no language profile"));
+    EXPECT_THAT(gdbusCall("getComputerBrailleTranslator").errors, HasSubstr("(\"lost\")"));
+}
+
+TEST_F(AServiceWithoutATable, StillEndsForAMistakeInItsFile)
+{
+    EXPECT_THAT(run({"--config", fileWith(profile("x", "X", "[\"good\", 1]"))}),
+                failsWith(1, ":6: not all of \"computer\" are strings"));
+    EXPECT_THAT(run({"--config", fileWith(profile("y", "Y", "\"good\""))}),
+                failsWith(1, ":1: no language profile is named \"x\""));
 }
 
 TEST(TheServiceProgram, StartsWithTheProfileThatItIsTold)
@@ -198,7 +385,7 @@ TEST(TheServiceProgram, CanLogToTheSystem)
 TEST(TheServiceProgram, TellsItsClientsThatThereAreNoTables)
 {
     const PrivateBus bus;
-    setenv("LOUIS_TABLEPATH", "/nonexistent", 1);
+    const ScopedVariable noTables("LOUIS_TABLEPATH", "/nonexistent");
     const ServiceProcess service;
     for (const Outcome& refused : {gdbusCall("getComputerBrailleTranslator"),
                                    gdbusCall("getTranslatorByName", {"en-ueb-g2"}),
@@ -214,22 +401,15 @@ TEST_F(TheRunningService, LeavesItsNameToItself)
     EXPECT_THAT(computerRole(), HasSubstr("en_US-comp8-ext.tbl"));
 }
 
-TEST_F(TheRunningService, EndsCleanlyWithinASecondWhateverItIsDoing)
+TEST_F(TheRunningService, TakesItsEnginesAlongWhenItIsKilled)
 {
-    std::thread caller([] {
-        gdbusCall(
-            "forwardW",
-            {"de-g2.ctb", "[69, 45, 77, 97, 105, 108, 58, 32, 45, 64, 104, 111, 109, 101]", "0"});
-    });
-    while (service.busyEngines().empty())
-        std::this_thread::yield();
-    const std::vector<pid_t> engines = service.engines();
-    const auto begin = std::chrono::steady_clock::now();
-    EXPECT_EQ(service.end(SIGTERM), 0);
-    EXPECT_LT(std::chrono::steady_clock::now() - begin, std::chrono::seconds(1));
-    caller.join();
-    for (const pid_t engine : engines)
-        EXPECT_FALSE(std::filesystem::exists("/proc/" + std::to_string(engine)));
+    std::list<Ending> endings;
+    for (const pid_t engine : service.engines())
+        endings.emplace_back(engine);
+    ASSERT_THAT(endings, SizeIs(2));
+    service.end(SIGKILL);
+    for (const Ending& ending : endings)
+        ending.await();
 }
 
 TEST_F(TheRunningService, EndsWhenItIsInterrupted)
@@ -278,9 +458,9 @@ TEST_F(TheRunningService, KeepsAProfileThatAClientHasChosenWhenItReadsAgain)
 TEST_F(TheRunningService, KeepsItsProfilesWhenTheNewOnesAreBroken)
 {
     configure("default = \"en-us\"\n[profile.en-us]\nlanguage = \"English\"\n"
-              "display = \"nonsense\"\n");
+              "display = 4\n");
     EXPECT_THAT(service.logUntil("ERROR"),
-                AllOf(HasSubstr(service.configurationFile() + ":4: no translator is named"),
+                AllOf(HasSubstr(service.configurationFile() + ":4: \"display\" is neither"),
                       HasSubstr("stay as they were")));
     EXPECT_THAT(computerRole(), HasSubstr("en_US-comp8-ext.tbl"));
     EXPECT_EQ(gdbusCall("changeLanguageProfile", {"de"}).status, 0);
