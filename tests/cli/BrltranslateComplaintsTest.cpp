@@ -9,7 +9,9 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdlib>
 #include <string>
+#include <unistd.h>
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -224,8 +226,9 @@ TEST_F(ABrltranslateThatCannot, BeHeardLeavesItsStatusAtLeast)
 TEST_F(ABrltranslateThatCannot, WriteToAClosedPipeEndsAsOthersDo)
 {
     const Outcome outcome =
-        runInShell("yes and | \"$BRLTRANSLATE\" | head -1; echo ${PIPESTATUS[1]}");
-    EXPECT_EQ(outcome.output, "\u282f\n141\n");
+        runInShell("yes \"$(printf 'and %.0s' {1..100})\" | \"$BRLTRANSLATE\" | head -c 3; "
+                   "echo ${PIPESTATUS[1]}");
+    EXPECT_EQ(outcome.output, "\u282f141\n");
     EXPECT_EQ(outcome.errors, "");
 }
 
@@ -289,12 +292,14 @@ TEST(BrltranslateOnATerminal, AlignsAMapToItsWidth)
 
 TEST(BrltranslateWithoutAnything, NamesThePackageWithTheTables)
 {
-    const std::string none = testing::TempDir();
+    std::string none = testing::TempDir() + "no-tables-XXXXXX";
+    ASSERT_NE(mkdtemp(none.data()), nullptr);
     setenv("LOUIS_TABLEPATH", none.c_str(), 1);
     const PrivateBus bus(PrivateBus::Services::REAL);
     unsetenv("LOUIS_TABLEPATH");
     expectComplaintWith(run({"x"}), 1, "liblouis-data");
     expectComplaintWith(run({"-t", "en-ueb-g2.ctb", "x"}), 1, "liblouis-data");
+    rmdir(none.c_str());
 }
 
 TEST(BrltranslateWithoutAnything, SaysHowToStartTheService)
@@ -322,9 +327,16 @@ TEST(BrltranslateWithoutAnything, SaysThatThereIsNoBus)
 TEST_F(BrltranslateWithAFakeService, SaysThatItDoesNotAnswer)
 {
     service.on("forwardW", answer::silence());
-    Command impatient = brltranslate({"x"});
-    impatient.environment = {{"SYSTEMD_BUS_TIMEOUT", "200ms"}};
-    expectComplaintWith(impatient.run(), 3, "line 1: the Translator service does not answer");
+    Outcome outcome;
+    // A busy machine may not answer the first question in time, either.
+    for (const char* patience : {"200ms", "2s", "20s"}) {
+        Command impatient = brltranslate({"x"});
+        impatient.environment = {{"SYSTEMD_BUS_TIMEOUT", patience}};
+        outcome = impatient.run();
+        if (outcome.errors.find("line 1") != std::string::npos)
+            break;
+    }
+    expectComplaintWith(outcome, 3, "line 1: the Translator service does not answer");
 }
 
 TEST_F(BrltranslateWithAFakeService, StopsAtTheLineAtWhichTheServiceIsGone)

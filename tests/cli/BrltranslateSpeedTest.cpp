@@ -1,7 +1,6 @@
 #include "Brltranslate.h"
 #include "support/Figures.h"
 #include "support/PrivateBus.h"
-#include "support/Sanitizers.h"
 
 #include <gtest/gtest.h>
 
@@ -27,9 +26,7 @@ protected:
             others.measure([&] { expectSuccess(other); });
             brltranslates.measure([&] { expectSuccess(ours); });
         }
-        if (TIMES_ARE_COMPARABLE) {
-            EXPECT_LE(brltranslates.median(), times * patiently(others.median()));
-        }
+        expectWithin(times * others.median(), brltranslates.median());
     }
 
 private:

@@ -71,7 +71,7 @@ protected:
     explicit Explorer(const std::string& text = "The knowledge of reading\nand more\n",
                       const std::string& options = "")
         : file(text),
-          terminal("trap : INT; " + std::string(BRLTRANSLATE) +
+          terminal("trap : INT; SYSTEMD_BUS_TIMEOUT=1min " + std::string(BRLTRANSLATE) +
                        (" --explore " + options + ' ' + file.path) + "; echo status $?",
                    GetParam().columns, GetParam().rows)
     {

@@ -4,6 +4,9 @@
 #include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -74,6 +77,15 @@ TEST(Translate, ReadsStandardInput)
     EXPECT_EQ(outcome.output, "source   and\nbraille  \u282f\nmap      0 0 0 1\n");
 }
 
+TEST(Translate, PrintsTextBehindTwoDashesLikeAnyText)
+{
+    const Outcome outcome = script({"translate", "--", "--dashed"}).run();
+    EXPECT_EQ(outcome.status, 0) << outcome.errors;
+    EXPECT_EQ(outcome.output, "source   --dashed\n"
+                              "braille  \u2824\u2824\u2819\u2801\u2829\u282b\n"
+                              "map      0 1 2 3 4 4 5 5 6\n");
+}
+
 TEST(Translate, PrintsItsUsageOnATerminalWithoutText)
 {
     Command onTerminal = script({"translate"});
@@ -96,6 +108,71 @@ TEST(MeasureProfiles, SaysHowItIsUsed)
     const Outcome outcome = script({"measure-profiles", "--bogus"}).run();
     EXPECT_EQ(outcome.status, 2);
     EXPECT_THAT(outcome.errors, HasSubstr("Usage: scripts/measure-profiles"));
+}
+
+/** The check with a program in place of the measuring one: it prints docs/profiles.md's, edited. */
+class TheCheckOfProfiles : public testing::Test
+{
+protected:
+    TheCheckOfProfiles()
+    {
+        std::string name = testing::TempDir() + "measured-XXXXXX";
+        build = mkdtemp(name.data());
+        std::filesystem::create_directory(build / "benchmarks");
+    }
+
+    ~TheCheckOfProfiles() override { std::filesystem::remove_all(build); }
+
+    /** What it says of the figures of the first version there after an edit by sed. */
+    Outcome of(const std::string& edit) const
+    {
+        const std::filesystem::path program = build / "benchmarks/profile-figures";
+        std::ofstream(program) << "#!/bin/sh\nawk '/^<!-- .* end -->/ { exit } inside { print } "
+                                  "/^<!-- .* begin -->/ { inside = 1 }' "
+                                  "'" TEST_SOURCE_FOLDER "/docs/profiles.md' | sed '"
+                               << edit << "'\n";
+        std::filesystem::permissions(program, std::filesystem::perms::owner_all);
+        return Command{{SCRIPTS + "measure-profiles", "--check"}, "", {{"BUILD_DIR", build}}}.run();
+    }
+
+    std::filesystem::path build;
+};
+
+TEST_F(TheCheckOfProfiles, PassesWithTheFiguresOfTheDocument)
+{
+    const Outcome same = of("");
+    EXPECT_EQ(same.status, 0) << same.errors;
+    EXPECT_EQ(same.output + same.errors, "");
+}
+
+TEST_F(TheCheckOfProfiles, FailsWithOtherFiguresOfTheSameVersion)
+{
+    const Outcome changed = of("/^| en-us /s/100.0 %/99.9 %/");
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_THAT(changed.errors, HasSubstr("does not show the figures of liblouis"));
+}
+
+TEST_F(TheCheckOfProfiles, FailsWithOtherRowsOfAnotherVersionInTheDocument)
+{
+    const Outcome changed = of("1s/ [0-9.]*:/ 3.33.0:/");
+    EXPECT_EQ(changed.status, 1);
+    EXPECT_THAT(changed.errors, HasSubstr("does not show the figures of liblouis 3.33.0"));
+}
+
+TEST_F(TheCheckOfProfiles, ComparesNoFiguresOfAVersionThatTheDocumentHasNot)
+{
+    const Outcome other = of("1s/ [0-9.]*:/ 99.0.0:/; s/100.0 %/99.9 %/; /^| vi /s/ vi-.*/ x |/");
+    EXPECT_EQ(other.status, 0) << other.errors;
+    EXPECT_THAT(other.output, HasSubstr("and none of 99.0.0, to compare with"));
+}
+
+TEST_F(TheCheckOfProfiles, HoldsEveryVersionToTheProfilesOfTheDocument)
+{
+    for (const char* edit : {"/^| vi /d", "s/Vietnamese/Viet/", "/^| vi /{p; s/vi/vo/}"}) {
+        const Outcome other = of(std::string("1s/ [0-9.]*:/ 99.0.0:/; ") + edit);
+        EXPECT_EQ(other.status, 1) << edit;
+        EXPECT_THAT(other.errors, HasSubstr("shows other profiles"));
+    }
 }
 
 TEST(Fuzz, SaysHowItIsUsed)

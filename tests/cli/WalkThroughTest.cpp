@@ -94,7 +94,11 @@ protected:
         for (const Step& step : script)
             shell += "echo '@@'\n" + step.command + '\n';
         const Outcome outcome =
-            Command{{"bash", "-c", shell}, "", {{"HOME", home}, {"BUILD_DIR", TEST_BUILD_FOLDER}}}
+            Command{{"bash", "-c", shell},
+                    "",
+                    {{"HOME", home},
+                     {"BUILD_DIR", TEST_BUILD_FOLDER},
+                     {"BRAILLETRANSLATORD_CONFIGURATION", TEST_PATIENT_CONFIGURATION}}}
                 .run();
         std::vector<std::vector<std::string>> outputs;
         for (const std::string& line : linesOf(outcome.output)) {
