@@ -233,7 +233,7 @@ TEST(ADirection, IsAnIntThatIsZeroForForwardAndOneForBack)
     EXPECT_TRUE((std::is_same_v<std::underlying_type_t<BrlTranslationResult::Direction>, int>));
 }
 
-TEST(TheServicesReplies, AreTheBindingsStructuresOfTheContract)
+TEST(TheServicesReplies, AreStructuresOfSdbusAndOfTheContract)
 {
     EXPECT_TRUE(
         (std::is_same_v<

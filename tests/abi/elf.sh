@@ -19,3 +19,13 @@ architecture() {
     *) fail "$1 is for neither amd64 nor armhf, which are all whose ABI is kept" ;;
   esac
 }
+
+# sdbus_major LIBRARY: the major version of sdbus-c++ that it was built with.
+sdbus_major() {
+  local major
+  major=$(LC_ALL=C readelf --dynamic "$1" |
+    sed -n 's/.*(NEEDED).*\[libsdbus-c++\.so\.\([0-9]*\)\]$/\1/p') || fail "cannot read $1"
+  [[ $major =~ ^[12]$ ]] ||
+    fail "$1 is to need either libsdbus-c++.so.1 or libsdbus-c++.so.2, but needs: ${major:-neither}"
+  echo "$major"
+}
