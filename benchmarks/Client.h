@@ -37,20 +37,20 @@ struct ClientKind
     std::function<std::unique_ptr<Client>()> open;
 };
 
-/** On the bus library alone, with arrays handed over whole where it can do that. */
-std::unique_ptr<Client> openBulkClient();
+/** sd-bus alone, with arrays of numbers whole. */
+std::unique_ptr<Client> openWholeArraysClient();
 
-/** On the bus library alone, with arrays handed over element by element, as bindings do. */
-std::unique_ptr<Client> openElementClient();
+/** sd-bus alone, with arrays element by element, as sdbus-c++ 1.2 handles them. */
+std::unique_ptr<Client> openElementByElementClient();
 
-/** A plain call with the D-Bus binding, whose event loop has been left as the library leaves it. */
-std::unique_ptr<Client> openBindingClient();
+/** A plain call with sdbus-c++, without a thread, as the library uses it. */
+std::unique_ptr<Client> openSdbusCppClient();
 
-/** The same, with signals and stray messages kept off the call as the library keeps them. */
-std::unique_ptr<Client> openGuardedBindingClient();
+/** The same, with signals and unsolicited messages kept off the call as the library does. */
+std::unique_ptr<Client> openGuardedSdbusCppClient();
 
-/** The same as the first with the binding as it comes: calls are handed over to its thread. */
-std::unique_ptr<Client> openLoopingBindingClient();
+/** A plain call while sdbus-c++ runs its event loop on the connection, in a thread. */
+std::unique_ptr<Client> openLoopingSdbusCppClient();
 
 /** The library. */
 std::unique_ptr<Client> openLibraryClient();

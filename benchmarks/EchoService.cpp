@@ -24,7 +24,7 @@ void appendArray(sd_bus_message* reply, char type, const Element* elements, std:
     require(sd_bus_message_append_array(reply, type, elements, count * sizeof(Element)), "append");
 }
 
-/** The bus library takes flags only one by one. */
+/** sd-bus takes flags only one by one. */
 void appendFlags(sd_bus_message* reply, const std::vector<bool>& flags)
 {
     require(sd_bus_message_open_container(reply, SD_BUS_TYPE_ARRAY, "b"), "open");

@@ -2,13 +2,15 @@
  * Usage: profile-figures CONFIGURATION TEXTS
  *
  * Measures every profile of a configuration on the text of its name in the
- * folder TEXTS, and prints the figures as a table in Markdown.
+ * folder TEXTS, and prints the figures as a table in Markdown, below a line that
+ * names the version of liblouis.
  */
 #include <service/Configuration.h>
 #include <service/Engine.h>
 #include <service/Tables.h>
 
 #include <boost/locale/encoding_utf.hpp>
+#include <liblouis.h>
 
 #include <algorithm>
 #include <cstdlib>
@@ -181,6 +183,10 @@ std::string listOf(const CodePoints& characters)
 void print(const Profile& profile, Measurement measurement)
 {
     std::cout << "| " << profile.name << " | " << profile.language;
+    if (!profile.isOffered()) {
+        std::cout << " | not offered | | | | | | | |\n";
+        return;
+    }
     for (const auto& [role, member] : ROLES)
         std::cout << " | " << profile.*member;
     std::cout << " | " << percent(measurement.roundTrip(profile.entry)) << " | "
@@ -195,7 +201,9 @@ int measure(const std::string& file, const std::filesystem::path& texts)
     const Catalogue catalogue(describeTables(installedTables()));
     const Configuration configuration = readConfiguration(file, catalogue);
     const Marker marker;
-    std::cout << "| profile | language | display | entry | computer | grade 1 | "
+    std::cout << "With liblouis " << lou_version()
+              << ":\n\n"
+                 "| profile | language | display | entry | computer | grade 1 | "
                  "entry, comes back | display, undefined | computer, undefined | "
                  "computer, one cell |\n"
                  "|---|---|---|---|---|---|---|---|---|---|\n";

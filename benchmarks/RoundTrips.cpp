@@ -37,11 +37,11 @@
 namespace {
 
 const std::vector<ClientKind> CLIENTS{
-    {"sd-bus, whole arrays", openBulkClient},
-    {"sd-bus, element by element", openElementClient},
-    {"sdbus-c++", openBindingClient},
-    {"sdbus-c++, guarded", openGuardedBindingClient},
-    {"sdbus-c++, with its event loop", openLoopingBindingClient},
+    {"sd-bus, whole arrays", openWholeArraysClient},
+    {"sd-bus, element by element", openElementByElementClient},
+    {"sdbus-c++", openSdbusCppClient},
+    {"sdbus-c++, guarded", openGuardedSdbusCppClient},
+    {"sdbus-c++, with its event loop", openLoopingSdbusCppClient},
     {"the library", openLibraryClient},
     {"GDBus", openGdbusClient},
 };

@@ -27,7 +27,7 @@ void forEachElement(sd_bus_message* message, const char* type, Action action)
     require(sd_bus_message_exit_container(message), "exit");
 }
 
-/** The bus library takes and gives flags only one by one. */
+/** sd-bus takes and gives flags only one by one. */
 std::vector<bool> readFlags(sd_bus_message* message)
 {
     std::vector<bool> flags;
@@ -88,10 +88,10 @@ struct SingleElements
 };
 
 template <typename Arrays>
-class BusLibraryClient : public Client
+class SdBusClient : public Client
 {
 public:
-    BusLibraryClient() : bus(openBus()) {}
+    SdBusClient() : bus(openBus()) {}
 
     void translate(const std::wstring& text) override { take(call(text).get()); }
 
@@ -144,12 +144,12 @@ private:
 
 } // namespace
 
-std::unique_ptr<Client> openBulkClient()
+std::unique_ptr<Client> openWholeArraysClient()
 {
-    return std::make_unique<BusLibraryClient<WholeArrays>>();
+    return std::make_unique<SdBusClient<WholeArrays>>();
 }
 
-std::unique_ptr<Client> openElementClient()
+std::unique_ptr<Client> openElementByElementClient()
 {
-    return std::make_unique<BusLibraryClient<SingleElements>>();
+    return std::make_unique<SdBusClient<SingleElements>>();
 }

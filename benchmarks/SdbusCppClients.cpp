@@ -1,21 +1,36 @@
 #include "Client.h"
 
+#include <dbus/SdbusVersion.h>
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
 #include <libBrailleTranslate/ServiceCall.h>
 #include <libBrailleTranslate/Translation.h>
 #include <libBrailleTranslate/TranslatorProxy.h>
 
-#include <sdbus-c++/sdbus-c++.h>
-
 #include <memory>
 #include <utility>
 
 namespace {
 
-class BindingClient : public Client
+std::unique_ptr<sdbus::IProxy> createLoopingProxy()
+{
+    return sdbus::createProxy(sdbus::createSystemBusConnection(),
+                              sdbus_version::ServiceName(contract::BUS_NAME),
+                              sdbus_version::ObjectPath(contract::OBJECT_PATH));
+}
+
+std::unique_ptr<sdbus::IProxy> createThreadlessProxy()
+{
+    return sdbus_version::createThreadlessProxy(contract::BUS_NAME, contract::OBJECT_PATH);
+}
+
+class SdbusCppClient : public Client
 {
 public:
+    explicit SdbusCppClient(std::unique_ptr<sdbus::IProxy> openProxy) : proxy(std::move(openProxy))
+    {
+    }
+
     void translate(const std::wstring& text) override
     {
         const std::vector<uint32_t> codePoints(text.begin(), text.end());
@@ -31,25 +46,24 @@ public:
 
     std::size_t positions() const override { return received.get<2>().size(); }
 
-    void leaveEventLoop() { proxy->getConnection().leaveEventLoop(); }
-
 protected:
-    std::unique_ptr<sdbus::IProxy> proxy =
-        sdbus::createProxy(contract::BUS_NAME, contract::OBJECT_PATH);
+    std::unique_ptr<sdbus::IProxy> proxy;
 
 private:
     TranslationReply received;
 };
 
-/** Keeps signals and stray messages off the call, as the library does. */
-class GuardedBindingClient : public BindingClient
+/** Keeps signals and unsolicited messages off the call, as the library does. */
+class GuardedSdbusCppClient : public SdbusCppClient
 {
 public:
+    using SdbusCppClient::SdbusCppClient;
+
     void translate(const std::wstring& text) override
     {
         const service_call::SignalGuard guard;
         service_call::dropStrayMessages(*proxy);
-        BindingClient::translate(text);
+        SdbusCppClient::translate(text);
     }
 };
 
@@ -77,23 +91,19 @@ private:
 
 } // namespace
 
-std::unique_ptr<Client> openBindingClient()
+std::unique_ptr<Client> openSdbusCppClient()
 {
-    auto client = std::make_unique<BindingClient>();
-    client->leaveEventLoop();
-    return client;
+    return std::make_unique<SdbusCppClient>(createThreadlessProxy());
 }
 
-std::unique_ptr<Client> openGuardedBindingClient()
+std::unique_ptr<Client> openGuardedSdbusCppClient()
 {
-    auto client = std::make_unique<GuardedBindingClient>();
-    client->leaveEventLoop();
-    return client;
+    return std::make_unique<GuardedSdbusCppClient>(createThreadlessProxy());
 }
 
-std::unique_ptr<Client> openLoopingBindingClient()
+std::unique_ptr<Client> openLoopingSdbusCppClient()
 {
-    return std::make_unique<BindingClient>();
+    return std::make_unique<SdbusCppClient>(createLoopingProxy());
 }
 
 std::unique_ptr<Client> openLibraryClient()
