@@ -16,6 +16,7 @@
 
 using testing::AllOf;
 using testing::ElementsAre;
+using testing::EndsWith;
 using testing::Gt;
 using testing::HasSubstr;
 using testing::Not;
@@ -28,6 +29,9 @@ namespace fs = std::filesystem;
 
 /** Ends what scripts/setup would begin, which it prints. */
 constexpr int SETUP_STATUS = 33;
+
+/** A dpkg-query that knows every package. */
+constexpr const char* INSTALLED = "for name; do echo \"installed $name\"; done";
 
 /** A clone with the project's scripts and documents, and programs of the test's own before others.
  */
@@ -80,6 +84,17 @@ protected:
         EXPECT_EQ(outcome.status, status) << outcome.errors;
         EXPECT_THAT(linesOf(outcome.errors), ElementsAre(StartsWith(beginning)));
         EXPECT_EQ(outcome.output, "");
+    }
+
+    /** What setup prints if all packages are installed and CMake fails like this. */
+    std::vector<std::string> complaintsOfSetup(const std::string& commandsOfCmake) const
+    {
+        install("dpkg-query", INSTALLED);
+        install("cmake", commandsOfCmake);
+        const Outcome outcome = run({"real-setup", "default"});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_EQ(outcome.output, "");
+        return linesOf(outcome.errors);
     }
 
     std::string folder = "/tmp/bare-machine-XXXXXX";
@@ -222,7 +237,7 @@ TEST_F(ABareMachine, TellsAnOrdinaryUserWithoutSudoWhatToRunAsRoot)
 
 TEST_F(ABareMachine, ConfiguresOneBuildWithTestsOnceTheyAreAskedFor)
 {
-    install("dpkg-query", "for name; do echo \"installed $name\"; done");
+    install("dpkg-query", INSTALLED);
     install("cmake", "echo \"$1 $2\" >>'" + folder +
                          "/calls'\n"
                          "[ \"$1\" = --preset ] || exit 0\n"
@@ -235,6 +250,37 @@ TEST_F(ABareMachine, ConfiguresOneBuildWithTestsOnceTheyAreAskedFor)
     EXPECT_THAT(
         linesOf(contentOf(folder + "/calls")),
         ElementsAre("--preset translate", build, build, "--preset default", build, build, build));
+}
+
+TEST_F(ABareMachine, SaysInOneLineWhyCmakeRefusesIt)
+{
+    // pkg-config finds no package.
+    const auto complaints =
+        complaintsOfSetup("PKG_CONFIG_PATH= PKG_CONFIG_LIBDIR=/ exec /usr/bin/cmake -P "
+                          "'" TEST_SOURCE_FOLDER "/cmake/Sdbus.cmake'");
+    EXPECT_THAT(complaints,
+                ElementsAre("setup: configuring build/default",
+                            AllOf(StartsWith("setup: cannot configure: libBrailleTranslate works "
+                                             "with sdbus-c++ 1.2 and later "),
+                                  EndsWith("; pkg-config finds none: install libsdbus-c++-dev; " +
+                                           clone.string() +
+                                           "/build/default/configure.log has all of it"))));
+    EXPECT_THAT(contentOf(clone / "build/default/configure.log"), HasSubstr("Call Stack"));
+}
+
+TEST_F(ABareMachine, ShowsAllThatCmakeSaidOtherwise)
+{
+    const std::string log = clone.string() + "/build/default/configure.log";
+    for (const char* said : {"echo begin; echo end >&2; exit 1",
+                             "echo begin; echo 'message(FATAL_ERROR \"a\\n\\nb\")' >x.cmake; "
+                             "/usr/bin/cmake -P x.cmake; status=$?; echo end; exit $status"}) {
+        const auto complaints = complaintsOfSetup(said);
+        ASSERT_THAT(complaints, SizeIs(Gt(3U)));
+        EXPECT_EQ(complaints[1], "begin");
+        EXPECT_EQ(complaints[complaints.size() - 2], "end");
+        EXPECT_EQ(complaints.back(),
+                  "setup: cannot configure; what was said is above and in " + log);
+    }
 }
 
 TEST_F(ABareMachine, StaysAsItIsIfThereIsNoSuchPreset)
