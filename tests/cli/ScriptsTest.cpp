@@ -1,4 +1,4 @@
-#include "support/Command.h"
+#include "Brltranslate.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -10,7 +10,10 @@
 #include <string>
 #include <vector>
 
+using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::MatchesRegex;
+using testing::Not;
 using testing::StartsWith;
 
 namespace {
@@ -188,4 +191,73 @@ TEST(Fuzz, NamesTheFuzzersThereAre)
     EXPECT_EQ(outcome.status, 1);
     EXPECT_EQ(outcome.errors, "fuzz: no fuzzer no-such-fuzzer; there are: "
                               "fuzz-cells fuzz-reply fuzz-result\n");
+}
+
+/** A script that runs steps as .ci/run does, and ends with the table of their times. */
+class Steps : public testing::Test
+{
+protected:
+    Steps()
+    {
+        std::string name = testing::TempDir() + "steps-XXXXXX";
+        logs = mkdtemp(name.data());
+    }
+
+    ~Steps() override { std::filesystem::remove_all(logs); }
+
+    Outcome of(const std::string& commands) const
+    {
+        return Command{{"bash", "-c",
+                        "set -euo pipefail; . '" + SCRIPTS + "lib/steps.sh'\n" + commands +
+                            "\nprint_times\nall_passed"},
+                       "",
+                       {{"logs", logs}}}
+            .run();
+    }
+
+    std::filesystem::path logs;
+};
+
+TEST_F(Steps, PrintOnlyTheirSummaryIfTheyPass)
+{
+    const Outcome outcome = of("noisy() { echo '3 tests passed'; echo noise; echo noise >&2; }\n"
+                               "step 'It passes' noisy");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(outcome.errors, "");
+    EXPECT_THAT(linesOf(outcome.output),
+                ElementsAre(MatchesRegex("== It passes \\([0-9]+ s\\)"), "3 tests passed",
+                            MatchesRegex(" +[0-9]+ s  It passes")));
+}
+
+TEST_F(Steps, ShowWhatTheyPrintedIfTheyFail)
+{
+    const Outcome outcome = of("noisy() { echo noise; echo complaint >&2; return 7; }\n"
+                               "step 'It fails' noisy");
+    EXPECT_THAT(linesOf(outcome.output),
+                ElementsAre(MatchesRegex("== It fails \\([0-9]+ s\\)"), "noise", "complaint",
+                            "== failed with status 7: It fails",
+                            MatchesRegex(" +[0-9]+ s  FAILED: It fails")));
+}
+
+TEST_F(Steps, FailTheWholeIfOneFails)
+{
+    const Outcome outcome = of("step 'It fails' false\nstep 'It passes' true");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.output, HasSubstr(" s  FAILED: It fails\n"));
+    EXPECT_THAT(outcome.output, HasSubstr(" s  It passes\n"));
+}
+
+TEST_F(Steps, EndAtTheirFirstCommandThatFails)
+{
+    const Outcome outcome = of("several() { false; echo went on; }\nstep 'It fails' several");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.output, Not(HasSubstr("went on")));
+}
+
+TEST_F(Steps, RunSideBySideAndAreAllCounted)
+{
+    const Outcome outcome = of("for name in a b c; do step \"$name fails\" false & done; wait");
+    EXPECT_NE(outcome.status, 0);
+    for (const char* name : {"a", "b", "c"})
+        EXPECT_THAT(outcome.output, HasSubstr(std::string("FAILED: ") + name + " fails\n"));
 }
