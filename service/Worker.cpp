@@ -138,9 +138,9 @@ void Worker::readBody()
 void Worker::takeAnswer()
 try {
     Outcome outcome{Outcome::End::ANSWERED, engine_protocol::decodeAnswer(body)};
-    // They may have been of many megabytes.
-    body = std::string();
-    message = std::string();
+    // They may have been of many megabytes, which an assignment would keep.
+    std::string().swap(body);
+    std::string().swap(message);
     awaitAnswer();
     timer.cancel();
     if (done)

@@ -2,11 +2,8 @@
 
 #include <service/Logging.h>
 
-#include <boost/asio/post.hpp>
-
 #include <algorithm>
 #include <iterator>
-#include <malloc.h>
 #include <optional>
 #include <system_error>
 #include <utility>
@@ -160,12 +157,8 @@ void WorkerPool::perform(Job job)
         std::min(left, currentLimits.deadlineFor(job.request.text.size()));
     const auto shared = std::make_shared<Job>(std::move(job));
     run(member, shared->request, deadline, [this, shared](Worker::Outcome outcome) {
-        const bool wasLong = shared->request.text.size() > LONG_TEXT;
         queues.finished(shared->client);
         shared->done(std::move(outcome), std::move(shared->request));
-        // Once all that belongs to it has gone, which is after this.
-        if (wasLong)
-            boost::asio::post(loop, [] { malloc_trim(0); });
     });
 }
 

@@ -20,6 +20,7 @@
 #include <filesystem>
 #include <functional>
 #include <iostream>
+#include <malloc.h>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -188,8 +189,18 @@ try {
     return false;
 }
 
+/**
+ * Has what a long text takes given back as soon as it is freed, also when the bus takes its reply
+ * late. If it is not fixed, this threshold grows with the first long text that is freed.
+ */
+void giveMemoryBackEarly()
+{
+    mallopt(M_MMAP_THRESHOLD, 1024 * 1024);
+}
+
 int serve(const Options& options, const Catalogue& catalogue, Configuration configuration)
 {
+    giveMemoryBackEarly();
     boost::asio::io_context loop;
     const std::unique_ptr<sdbus::IConnection> connection = openBus();
     bool isBusStuck = false;

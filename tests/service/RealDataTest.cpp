@@ -329,7 +329,7 @@ TEST_F(TheServiceWithAllTables, GivesBackWhatLongTextsHaveTaken)
         EXPECT_EQ(handle.forwardW(std::wstring(1000000, L'a'))->getTranslatedW().size(), 1000000U);
     handle.forwardW(L"a");
     if (MEMORY_IS_GIVEN_BACK) {
-        EXPECT_LT(service.residentKilobytes(), 24000U);
+        EXPECT_LT(service.residentKilobytes(), 12000U);
     }
 }
 
