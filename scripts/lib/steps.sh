@@ -1,9 +1,27 @@
 # shellcheck shell=bash
 # Read in by a script that runs steps, side by side or one after the other, and goes on
 # after one that has failed. What a step prints goes into a file in the folder $logs.
+# The steps end with the script, also when a signal ends that.
 
 : "${logs:?}"
 times=$logs/times
+groups=()
+
+end_groups() {
+  local group
+  for group in "${groups[@]}"; do
+    kill -TERM -- "-$group" 2>/dev/null || true
+  done
+  wait
+}
+trap end_groups EXIT
+trap 'exit 130' INT
+trap 'exit 143' HUP TERM
+
+# note STATUS SECONDS SENTENCE
+note() {
+  echo "$*" >>"$times"
+}
 
 # step SENTENCE COMMAND...: runs the command in a shell of its own, and notes how long it took.
 step() {
@@ -23,7 +41,26 @@ step() {
       echo "== failed with status $status: $sentence"
     fi
   ) 9>"$logs/lock"
-  echo "$status $((SECONDS - start)) $sentence" >>"$times"
+  note "$status" $((SECONDS - start)) "$sentence"
+}
+
+# side_by_side FUNCTION...: runs these functions, each of which runs steps, at the same
+# time; one that does not run all of its steps is noted as a step that has failed.
+side_by_side() {
+  local name group start=$SECONDS
+  local -A names=()
+  for name; do
+    # Process groups of their own, which get signals as if nothing were in the background.
+    set -m
+    "$name" &
+    set +m
+    names[$!]=$name
+    groups+=("$!")
+  done
+  for group in "${!names[@]}"; do
+    wait "$group" || note $? $((SECONDS - start)) "All steps of ${names[$group]} run"
+  done
+  groups=()
 }
 
 # print_times: a line for each step that has ended.
@@ -32,5 +69,5 @@ print_times() {
 }
 
 all_passed() {
-  ! grep -qv '^0 ' "$times"
+  [[ -s $times ]] && ! grep -qv '^0 ' "$times"
 }

@@ -256,8 +256,39 @@ TEST_F(Steps, EndAtTheirFirstCommandThatFails)
 
 TEST_F(Steps, RunSideBySideAndAreAllCounted)
 {
-    const Outcome outcome = of("for name in a b c; do step \"$name fails\" false & done; wait");
+    const Outcome outcome =
+        of("a() { step 'a fails' false; }\nb() { step 'b fails' false; }\nside_by_side a b");
     EXPECT_NE(outcome.status, 0);
-    for (const char* name : {"a", "b", "c"})
+    for (const char* name : {"a", "b"})
         EXPECT_THAT(outcome.output, HasSubstr(std::string("FAILED: ") + name + " fails\n"));
+}
+
+TEST_F(Steps, ThatAreNotReachedFailTheWhole)
+{
+    const Outcome outcome =
+        of("a() { step 'It passes' true; }\n"
+           "b() { step 'It passes' true; kill -KILL $BASHPID; step 'Not reached' true; }\n"
+           "side_by_side a b");
+    EXPECT_NE(outcome.status, 0);
+    EXPECT_THAT(outcome.output, HasSubstr("FAILED: All steps of b run\n"));
+    EXPECT_THAT(outcome.output, Not(HasSubstr("steps of a")));
+}
+
+TEST_F(Steps, ThatLeaveNoTraceFailTheWhole)
+{
+    EXPECT_NE(of(": >\"$logs/times\"").status, 0);
+}
+
+TEST_F(Steps, EndWithTheScriptThatASignalEnds)
+{
+    for (const auto& [signal, status] : {std::pair("INT", 130), {"TERM", 143}, {"HUP", 143}}) {
+        // What outlives the script holds its output open, and says so in the end.
+        const Outcome outcome = of("main=$BASHPID\nexec 3>&1\n"
+                                   "lasting() { kill -" +
+                                   std::string(signal) +
+                                   " $main; sleep 60; echo outlived >&3; }\n"
+                                   "lane() { step 'It lasts' lasting; }\nside_by_side lane lane");
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.output, "");
+    }
 }
