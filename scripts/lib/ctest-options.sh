@@ -1,6 +1,6 @@
 # shellcheck shell=bash
-# Read in by scripts that hand arguments on to ctest, which does not mind those that
-# it does not know, and may not be installed yet.
+# Read in by scripts that hand arguments on to ctest, which ignores those that it does
+# not know, and may not be installed yet.
 
 ctest_options_with_value=(
   -C --build-config -E --exclude-regex -FA --fixture-exclude-any -FC --fixture-exclude-cleanup
@@ -14,9 +14,14 @@ ctest_options=(
   --schedule-random --stop-on-failure -U --union -V --verbose -VV --extra-verbose
 )
 
-# check_ctest_options ARGUMENT...: ends the script with one line if ctest does not know one.
+# check_ctest_options ARGUMENT...: ends the script with one line if it does not take one,
+# or with its usage if that is asked for.
 check_ctest_options() {
   local name=${0##*/}
+  if [[ " $* " == *" --help "* ]]; then
+    sed -n '2,/^[^#]/ s/^# \?//p' "$0"
+    exit 0
+  fi
   while [[ $# -gt 0 ]]; do
     if [[ " ${ctest_options_with_value[*]} " == *" $1 "* ]]; then
       [[ $# -gt 1 ]] || {
@@ -25,7 +30,7 @@ check_ctest_options() {
       }
       shift
     elif [[ " ${ctest_options[*]} " != *" $1 "* && ! $1 =~ ^(-j[0-9]+|--show-only=.*|--no-tests=.*)$ ]]; then
-      echo "$name: ctest has no option $1; -R NAME runs the tests of that name, ctest --help lists all options" >&2
+      echo "$name: there is no option $1; -R NAME runs the tests of that name, and most other options of ctest are taken, too" >&2
       exit 2
     fi
     shift

@@ -7,6 +7,8 @@
 : "${root:?}"
 system=
 child=
+# What the mirror calls the suite: testing, for example, also if its codename was given.
+suite_class=
 
 fail() {
   echo "${0##*/}: $1" >&2
@@ -45,7 +47,8 @@ require_suite() {
   local folder answer status=0
   folder=$(mktemp -d)
   answer=$(/usr/lib/apt/apt-helper download-file "$1/dists/$2/Release" "$folder/Release" 2>&1) &&
-    answer=$(sed -n 's/^Architectures: //p' "$folder/Release") || status=$?
+    answer=$(sed -n 's/^Architectures: //p' "$folder/Release") &&
+    suite_class=$(sed -n 's/^Suite: //p' "$folder/Release") || status=$?
   rm -rf "$folder"
   if grep -qE ' 404 |File not found' <<<"$answer"; then
     fail "$1 has no suite $2; name one such as bookworm, trixie or testing"
@@ -56,16 +59,19 @@ require_suite() {
   fi
 }
 
-# make_system FOLDER SUITE ARCHITECTURE [MMDEBSTRAP-OPTION...]
+# make_system FOLDER SUITE ARCHITECTURE [MMDEBSTRAP-OPTION...]: until the script ends, no other
+# one can make a system in that folder.
 make_system() {
-  local folder=$1 suite=$2 architecture=$3 uri log
+  local folder=$1 suite=$2 architecture=$3 uri log lock
   shift 3
   require_namespaces
   uri=$("$root/scripts/debian-mirror" "$suite")
   require_suite "${uri%/}" "$suite" "$architecture"
   is_native "$architecture" || require_emulator "$architecture"
   # A mirror's copy of testing may have expired.
-  [[ $suite != testing ]] || set -- --aptopt='Acquire::Check-Valid-Until "false"' "$@"
+  [[ $suite_class != testing ]] || set -- --aptopt='Acquire::Check-Valid-Until "false"' "$@"
+  mkdir -p "$(dirname "$folder")" && exec {lock}>"$folder.lock" || fail "cannot write to $folder"
+  flock --nonblock "$lock" || fail "another run is at work in $folder; wait for its end"
   echo "${0##*/}: making a Debian system of $suite for $architecture, which takes a minute" >&2
   system=$folder
   trap remove_system EXIT

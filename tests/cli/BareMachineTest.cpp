@@ -212,8 +212,18 @@ TEST_F(ABareMachine, StaysAsItIsIfCtestWouldIgnoreAnArgument)
     for (const char* script : {"test", "test-armhf"}) {
         const std::string begin = std::string(script) + ": ";
         for (const char* argument : {"--misspelt", "Name", "-RName", "--tests-regex=Name"})
-            expectRefusal(run({script, argument}), 2, begin + "ctest has no option " + argument);
+            expectRefusal(run({script, argument}), 2, begin + "there is no option " + argument);
         expectRefusal(run({script, "-N", "-R"}), 2, begin + "-R needs a value");
+    }
+}
+
+TEST_F(ABareMachine, StaysAsItIsIfHelpIsAskedFor)
+{
+    for (const char* script : {"test", "test-armhf"}) {
+        const Outcome outcome = run({script, "--help"});
+        EXPECT_EQ(outcome.status, 0) << outcome.errors;
+        EXPECT_THAT(outcome.output, StartsWith("Usage: scripts/" + std::string(script) + " "));
+        EXPECT_THAT(outcome.output, Not(HasSubstr("set -e")));
     }
 }
 
