@@ -87,7 +87,7 @@ TEST_F(ALongLife, KeepsMemoryThreadsAndDescriptorsAsTheyAre)
     const std::size_t atATenth = memoryInKilobytes();
     callUntil(all);
     report("calls", calls);
-    expectGrowthBelow(256, atATenth);
+    expectGrowthBelow(256, growthInKilobytes(atATenth));
     EXPECT_EQ(HostProcess(), before);
     EXPECT_THAT(log.records(), IsEmpty());
 }
@@ -107,7 +107,7 @@ TEST_F(ALongLife, OfMakingAndDestroyingTranslationsLeavesNothingBehind)
     for (int round = 0; round < lives && !HasFailure(); ++round)
         liveOnce();
     report("lives", lives);
-    expectGrowthBelow(256, memory);
+    expectGrowthBelow(256, growthInKilobytes(memory));
     EXPECT_EQ(HostProcess(), before);
     EXPECT_THAT(log.records(), IsEmpty());
 }

@@ -13,6 +13,7 @@
 #include <chrono>
 #include <csignal>
 #include <limits>
+#include <malloc.h>
 #include <string>
 #include <sys/eventfd.h>
 #include <unistd.h>
@@ -174,19 +175,39 @@ protected:
         log.clear();
     }
 
+    /**
+     * Takes calls during and after a flood that leave no more than 2 MB behind. The library waits
+     * 0.1 s for the rest of a flood: on a machine so busy that the bus does not go on within that
+     * time, a later flood must leave nothing.
+     */
+    template <typename Calls>
+    static void expectFlatMemory(Calls callInAFlood)
+    {
+        constexpr long LIMIT_IN_KILOBYTES = 2048;
+        const int attempts = timeLimitsHold() || !MEMORY_IS_GIVEN_BACK ? 1 : 20;
+        long growth = LIMIT_IN_KILOBYTES;
+        for (int attempt = 0; attempt < attempts && growth >= LIMIT_IN_KILOBYTES; ++attempt) {
+            malloc_trim(0);
+            const std::size_t before = memoryInKilobytes();
+            callInAFlood();
+            growth = growthInKilobytes(before);
+        }
+        expectGrowthBelow(LIMIT_IN_KILOBYTES, growth);
+    }
+
     /** Floods an idle host from another process: its next calls are right, its memory is flat. */
     void expectFloodDoesNoHarm(int count, StrayMaker make)
     {
         service.on("forwardW", answer::echo);
         handle.forwardW(L"before");
         const std::string host = service.calls().back().sender;
-        const std::size_t before = memoryInKilobytes();
         for (int round = 0; round < rounds(1); ++round) {
-            ASSERT_TRUE(inChild([&] { return flood(bus.address(), host, count, make); }));
-            for (const std::wstring text : {L"one", L"two", L"three"})
-                EXPECT_EQ(handle.forwardW(text)->getUntranslatedW(), text);
+            expectFlatMemory([&] {
+                ASSERT_TRUE(inChild([&] { return flood(bus.address(), host, count, make); }));
+                for (const std::wstring text : {L"one", L"two", L"three"})
+                    EXPECT_EQ(handle.forwardW(text)->getUntranslatedW(), text);
+            });
         }
-        expectGrowthBelow(2048, before);
         EXPECT_THAT(log.records(), SizeIs(0));
     }
 
@@ -258,12 +279,12 @@ TEST_F(StrayMessages, InAFloodDuringACallAreDroppedBeforeTheNextOne)
         EXPECT_EQ(handle.backW(L"during")->getUntranslatedW(), L"during");
         EXPECT_EQ(handle.forwardW(L"after")->getUntranslatedW(), L"after");
     };
+    // What it has taken is used again below; without dropping, each flood would take as much.
     callInAFlood();
-    // What the first flood took is used again; without dropping, each would take as much.
     const std::size_t before = memoryInKilobytes();
     for (int flood = 0; flood < 3; ++flood)
         callInAFlood();
-    expectGrowthBelow(2048, before);
+    expectGrowthBelow(2048, growthInKilobytes(before));
     EXPECT_THAT(log.records(), SizeIs(0));
 }
 
@@ -331,6 +352,6 @@ TEST_F(StrayMessages, InAFloodOfLateRepliesLeaveTheNextCallRightAndMemoryFlat)
     });
     service.on("forwardW", answer::echo);
     EXPECT_EQ(handle.forwardW(L"next")->getUntranslatedW(), L"next");
-    expectGrowthBelow(2048, before);
+    expectGrowthBelow(2048, growthInKilobytes(before));
     EXPECT_THAT(log.records(), SizeIs(0));
 }

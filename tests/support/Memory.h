@@ -22,11 +22,15 @@ inline std::size_t memoryInKilobytes()
 #endif
 }
 
-/** Reports how much more memory this process has than it had, and checks it where that can be. */
-inline void expectGrowthBelow(long limitInKilobytes, std::size_t before)
+/** How much more memory this process has than it had. */
+inline long growthInKilobytes(std::size_t before)
 {
-    const auto now = static_cast<long>(memoryInKilobytes());
-    const long growth = now - static_cast<long>(before);
+    return static_cast<long>(memoryInKilobytes()) - static_cast<long>(before);
+}
+
+/** Reports the growth of this process's memory, and checks it where that can be. */
+inline void expectGrowthBelow(long limitInKilobytes, long growth)
+{
     report("memory has grown by", growth, "kB");
     if (MEMORY_IS_GIVEN_BACK) {
         EXPECT_LT(growth, limitInKilobytes);
