@@ -8,7 +8,7 @@ function(refuse_sdbus found advice)
     "pkg-config finds ${found}: ${advice}")
 endfunction()
 
-# Names that a project which takes this in has no use for.
+# Prefixed to avoid clashes with a parent project.
 pkg_check_modules(BrailleTranslate_sdbus QUIET IMPORTED_TARGET GLOBAL sdbus-c++)
 if(NOT BrailleTranslate_sdbus_FOUND)
   refuse_sdbus(none "install libsdbus-c++-dev")
