@@ -7,11 +7,14 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <string>
+#include <sys/file.h>
+#include <unistd.h>
 #include <vector>
 
 using testing::AllOf;
@@ -318,6 +321,7 @@ protected:
     {
         write(clone / "scripts/setup", "exit 0");
         install("unshare", "exit 0");
+        install("git", "exit 0");
         fs::remove(clone / "scripts/debian-mirror");
         write(clone / "scripts/debian-mirror", "echo 'file:" + folder + "/mirror'");
         fs::create_directories(folder + "/mirror/dists/suite");
@@ -344,6 +348,27 @@ TEST_F(AMakerOfSystems, SaysWhatASuiteLacks)
     expectRefusal(run({"test-on", "suite", "other"}), 1,
                   "test-on: this machine runs no programs for other; install ");
     expectUntouched();
+}
+
+TEST_F(AMakerOfSystems, SaysWhatThereIsNoCloneOf)
+{
+    install("git", "echo 'fatal: not a git repository' >&2; exit 128");
+    expectRefusal(run({"test-on", "suite"}), 1,
+                  "test-on: " + clone.string() + " is no git clone that ");
+    EXPECT_FALSE(fs::exists(clone / "build/test-on"));
+}
+
+TEST_F(AMakerOfSystems, LeavesTheSystemOfAnotherRunAlone)
+{
+    install("dpkg", "echo all");
+    const fs::path system = clone / "build/test-on/suite-all";
+    fs::create_directories(system);
+    const int lock =
+        open((system.string() + ".lock").c_str(), O_CREAT | O_WRONLY | O_CLOEXEC, 0600);
+    ASSERT_EQ(flock(lock, LOCK_EX), 0);
+    expectRefusal(run({"test-on", "suite"}), 1, "test-on: another run is at work in ");
+    close(lock);
+    EXPECT_TRUE(fs::exists(system));
 }
 
 TEST_F(AMakerOfSystems, SaysThatThereAreNoNamespaces)
