@@ -195,12 +195,11 @@ try {
  */
 void giveMemoryBackEarly()
 {
-    mallopt(M_MMAP_THRESHOLD, 1024 * 1024);
+    mallopt(M_MMAP_THRESHOLD, 1024 * 1024); // NOLINT(concurrency-mt-unsafe): one thread yet
 }
 
 int serve(const Options& options, const Catalogue& catalogue, Configuration configuration)
 {
-    giveMemoryBackEarly();
     boost::asio::io_context loop;
     const std::unique_ptr<sdbus::IConnection> connection = openBus();
     bool isBusStuck = false;
@@ -267,6 +266,7 @@ int run(const Options& options)
 
 int main(int argc, char** argv)
 try {
+    giveMemoryBackEarly();
     const log4cplus::Initializer logging;
     Options options;
     if (const std::optional<int> status = readOptions(argc, argv, options))
