@@ -54,7 +54,8 @@ protected:
 
     void TearDown() override
     {
-        expectWithin(5ms, failing.longestOfNearlyAll());
+        expectWithin(5ms, failing.median());
+        expectWithin(100ms, failing.longest());
         expectWithin(100ms, destroying.longestOfNearlyAll());
     }
 
