@@ -5,9 +5,13 @@
 #include <systemd/sd-bus.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <sys/stat.h>
+#include <unistd.h>
+#include <utility>
 #include <vector>
 
 using testing::ElementsAre;
@@ -193,6 +197,17 @@ TEST(Fuzz, NamesTheFuzzersThereAre)
                               "fuzz-cells fuzz-reply fuzz-result\n");
 }
 
+/** What others write there, until none of them has it open any more; closes it. */
+std::string restOf(int descriptor)
+{
+    fcntl(descriptor, F_SETFL, 0); // waits from now on
+    std::string rest;
+    for (char next = 0; read(descriptor, &next, 1) == 1;)
+        rest += next;
+    close(descriptor);
+    return rest;
+}
+
 /** A script that runs steps as .ci/run does, and ends with the table of their times. */
 class Steps : public testing::Test
 {
@@ -281,14 +296,22 @@ TEST_F(Steps, ThatLeaveNoTraceFailTheWhole)
 
 TEST_F(Steps, EndWithTheScriptThatASignalEnds)
 {
+    const std::string silence = logs / "silence";
+    const std::string voice = logs / "voice";
+    ASSERT_EQ(mkfifo(silence.c_str(), 0600), 0);
+    ASSERT_EQ(mkfifo(voice.c_str(), 0600), 0);
     for (const auto& [signal, status] : {std::pair("INT", 130), {"TERM", 143}, {"HUP", 143}}) {
-        // What outlives the script holds its output open, and says so in the end.
-        const Outcome outcome = of("main=$BASHPID\nexec 3>&1\n"
-                                   "lasting() { kill -" +
-                                   std::string(signal) +
-                                   " $main; sleep 60; echo outlived >&3; }\n"
-                                   "lane() { step 'It lasts' lasting; }\nside_by_side lane lane");
+        // What reads this waits until it is closed here.
+        const int writer = open(silence.c_str(), O_RDWR | O_CLOEXEC);
+        const int reader = open(voice.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+        const Outcome outcome =
+            of("main=$BASHPID\nlasting() { exec 4>\"$logs/voice\" 5<\"$logs/silence\"; kill -" +
+               std::string(signal) +
+               " $main; cat <&5; echo outlived >&4; }\n"
+               "lane() { step 'It lasts' lasting; }\nside_by_side lane");
         EXPECT_EQ(outcome.status, status);
         EXPECT_EQ(outcome.output, "");
+        close(writer);
+        EXPECT_EQ(restOf(reader), "");
     }
 }
