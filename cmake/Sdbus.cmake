@@ -1,10 +1,13 @@
 # sdbus-c++, and what the code has to know of the versions of it and of libsystemd.
 find_package(PkgConfig REQUIRED)
 
+# Its virtual functions stand in another order than those of all others of its major version.
+set(sdbus_refused 2.3.0)
+
 # refuse_sdbus(FOUND ADVICE): ends the configuration. The blank keeps CMake from breaking the line.
 function(refuse_sdbus found advice)
   message(FATAL_ERROR
-    " libBrailleTranslate works with sdbus-c++ 1.2 and later and with 2 except 2.3.0; "
+    " libBrailleTranslate works with sdbus-c++ 1.2 and later and with 2 except ${sdbus_refused}; "
     "pkg-config finds ${found}: ${advice}")
 endfunction()
 
@@ -13,9 +16,8 @@ pkg_check_modules(BrailleTranslate_sdbus QUIET IMPORTED_TARGET GLOBAL sdbus-c++)
 if(NOT BrailleTranslate_sdbus_FOUND)
   refuse_sdbus(none "install libsdbus-c++-dev")
 endif()
-# 2.3.0 moved virtual functions; 2.3.1 moved them back.
 if(BrailleTranslate_sdbus_VERSION VERSION_LESS 1.2
-    OR BrailleTranslate_sdbus_VERSION VERSION_EQUAL 2.3.0
+    OR BrailleTranslate_sdbus_VERSION VERSION_EQUAL ${sdbus_refused}
     OR BrailleTranslate_sdbus_VERSION VERSION_GREATER_EQUAL 3)
   refuse_sdbus("${BrailleTranslate_sdbus_VERSION}" "install another version")
 endif()
