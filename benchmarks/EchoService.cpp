@@ -1,5 +1,5 @@
 #include "EchoService.h"
-#include "support/Require.h"
+#include "support/SdBusConnection.h"
 
 #include <array>
 #include <cerrno>
@@ -67,19 +67,9 @@ int answer(sd_bus_message* call, void* translation, sd_bus_error*)
     return 1;
 }
 
-sd_bus* openBus(const std::string& address)
-{
-    sd_bus* bus = nullptr;
-    require(sd_bus_new(&bus), "sd_bus_new");
-    require(sd_bus_set_address(bus, address.c_str()), "set_address");
-    require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
-    require(sd_bus_start(bus), "start");
-    return bus;
-}
-
 void serve(const std::string& busAddress, TranslationFields translation, int readyPipe)
 {
-    sd_bus* const bus = openBus(busAddress);
+    sd_bus* const bus = connectTo(busAddress);
     require(sd_bus_add_filter(bus, nullptr, answer, &translation), "add_filter");
     require(sd_bus_request_name(bus, BUS_NAME, 0), "request_name");
     if (write(readyPipe, "", 1) != 1)

@@ -2,7 +2,7 @@
 #include "support/FakeService.h"
 #include "support/LogCapture.h"
 #include "support/PrivateBus.h"
-#include "support/Require.h"
+#include "support/SdBusConnection.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/Translation.h>
@@ -24,11 +24,7 @@ namespace {
 /** How many connections a bus has had until now, this one included: it numbers them. */
 int countConnections(const PrivateBus& bus)
 {
-    sd_bus* connection = nullptr;
-    require(sd_bus_new(&connection), "new");
-    require(sd_bus_set_address(connection, bus.address().c_str()), "set_address");
-    require(sd_bus_set_bus_client(connection, 1), "set_bus_client");
-    require(sd_bus_start(connection), "start");
+    sd_bus* const connection = connectTo(bus.address());
     const char* name = nullptr;
     require(sd_bus_get_unique_name(connection, &name), "get_unique_name");
     const std::string unique = name;

@@ -2,8 +2,8 @@
 #include "support/ChildProcess.h"
 #include "support/Figures.h"
 #include "support/Memory.h"
-#include "support/Require.h"
 #include "support/ScopedSignals.h"
+#include "support/SdBusConnection.h"
 
 #include <libBrailleTranslate/BrlTranslationResult.h>
 #include <libBrailleTranslate/DBusTranslatorProxy.h>
@@ -55,12 +55,9 @@ int makeCall(sd_bus* bus, sd_bus_message** message)
 class Stranger
 {
 public:
-    Stranger(const std::string& busAddress, std::string somebody) : host(std::move(somebody))
+    Stranger(const std::string& busAddress, std::string somebody)
+        : bus(connectTo(busAddress)), host(std::move(somebody))
     {
-        require(sd_bus_new(&bus), "new");
-        require(sd_bus_set_address(bus, busAddress.c_str()), "set_address");
-        require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
-        require(sd_bus_start(bus), "start");
     }
 
     ~Stranger() { sd_bus_flush_close_unref(bus); }
@@ -91,7 +88,7 @@ public:
     }
 
 private:
-    sd_bus* bus = nullptr;
+    sd_bus* bus;
     std::string host;
 };
 

@@ -1,8 +1,8 @@
 /** Clients that ask for more before they have their answers, as the library never does. */
 #include "support/PrivateBus.h"
-#include "support/Require.h"
 #include "support/ScriptedEngine.h"
 #include "support/ScriptedService.h"
+#include "support/SdBusConnection.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -25,12 +25,8 @@ public:
         std::string error;
     };
 
-    explicit PipeliningClient(const std::string& busAddress)
+    explicit PipeliningClient(const std::string& busAddress) : bus(connectTo(busAddress))
     {
-        require(sd_bus_new(&bus), "sd_bus_new");
-        require(sd_bus_set_address(bus, busAddress.c_str()), "set_address");
-        require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
-        require(sd_bus_start(bus), "start");
         name(); // until the bus has said hello, calls would only be queued
     }
     ~PipeliningClient() { sd_bus_flush_close_unref(bus); }
@@ -117,7 +113,7 @@ private:
         cookies.push_back(cookie);
     }
 
-    sd_bus* bus = nullptr;
+    sd_bus* bus;
     std::vector<uint64_t> cookies;
 };
 

@@ -1,6 +1,6 @@
 #include "FakeService.h"
 
-#include "Require.h"
+#include "SdBusConnection.h"
 
 #include <array>
 #include <cstring>
@@ -119,12 +119,9 @@ void echo(sd_bus_message* call)
 
 } // namespace answer
 
-FakeService::FakeService(const std::string& busAddress) : wakeUp(eventfd(0, EFD_CLOEXEC))
+FakeService::FakeService(const std::string& busAddress)
+    : bus(connectTo(busAddress)), wakeUp(eventfd(0, EFD_CLOEXEC))
 {
-    require(sd_bus_new(&bus), "sd_bus_new");
-    require(sd_bus_set_address(bus, busAddress.c_str()), "set_address");
-    require(sd_bus_set_bus_client(bus, 1), "set_bus_client");
-    require(sd_bus_start(bus), "start");
     require(sd_bus_add_filter(bus, nullptr, onMessage, this), "add_filter");
     require(sd_bus_request_name(bus, busName(), 0), "request_name");
     thread = std::thread([this] { serve(); });

@@ -103,8 +103,8 @@ private:
     void runTasks();
     void record(sd_bus_message* message);
 
-    sd_bus* bus = nullptr;
-    int wakeUp = -1;
+    sd_bus* bus;
+    int wakeUp;
     mutable std::mutex mutex;
     mutable std::condition_variable arrived;
     std::vector<Call> received;
