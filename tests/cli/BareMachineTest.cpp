@@ -1,5 +1,6 @@
 /** What the scripts do where nothing is installed or built. Nothing is by these tests either. */
 #include "Brltranslate.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,7 +12,6 @@
 #include <filesystem>
 #include <fstream>
 #include <sstream>
-#include <stdexcept>
 #include <string>
 #include <sys/file.h>
 #include <unistd.h>
@@ -43,8 +43,6 @@ class ABareMachine : public testing::Test
 protected:
     ABareMachine()
     {
-        if (mkdtemp(folder.data()) == nullptr)
-            throw std::runtime_error("mkdtemp");
         clone = fs::path(folder) / "clone";
         fs::create_directories(folder + "/clone/scripts");
         fs::create_directory(folder + "/programs");
@@ -55,8 +53,6 @@ protected:
         fs::rename(clone / "scripts/setup", clone / "scripts/real-setup");
         write(clone / "scripts/setup", "echo setup \"$@\"; exit " + std::to_string(SETUP_STATUS));
     }
-
-    ~ABareMachine() override { fs::remove_all(folder); }
 
     static void write(const fs::path& path, const std::string& commands)
     {
@@ -100,7 +96,8 @@ protected:
         return linesOf(outcome.errors);
     }
 
-    std::string folder = "/tmp/bare-machine-XXXXXX";
+    TemporaryFolder temporary;
+    std::string folder = temporary.path();
     fs::path clone;
 };
 

@@ -3,9 +3,9 @@
 #define TESTS_CLI_BRLTRANSLATE_H
 
 #include "support/Command.h"
+#include "support/FileContent.h"
 
 #include <algorithm>
-#include <fstream>
 #include <iterator>
 #include <string>
 #include <utility>
@@ -30,12 +30,6 @@ inline Outcome run(const Words& arguments, const std::string& input = "")
 inline Outcome runInShell(const std::string& commandLine)
 {
     return Command{{"bash", "-c", commandLine}, "", {{"BRLTRANSLATE", BRLTRANSLATE}}}.run();
-}
-
-inline std::string contentOf(const std::string& path)
-{
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
 }
 
 /** A long text that every Debian system has. */

@@ -2,6 +2,7 @@
 #include "support/FakeService.h"
 #include "support/PrivateBus.h"
 #include "support/ServiceProcess.h"
+#include "support/TemporaryFolder.h"
 #include "support/Terminal.h"
 
 #include <gmock/gmock.h>
@@ -11,7 +12,6 @@
 #include <csignal>
 #include <cstdlib>
 #include <string>
-#include <unistd.h>
 
 using testing::AllOf;
 using testing::HasSubstr;
@@ -292,14 +292,12 @@ TEST(BrltranslateOnATerminal, AlignsAMapToItsWidth)
 
 TEST(BrltranslateWithoutAnything, NamesThePackageWithTheTables)
 {
-    std::string none = testing::TempDir() + "no-tables-XXXXXX";
-    ASSERT_NE(mkdtemp(none.data()), nullptr);
-    setenv("LOUIS_TABLEPATH", none.c_str(), 1);
+    const TemporaryFolder none;
+    setenv("LOUIS_TABLEPATH", none.path().c_str(), 1);
     const PrivateBus bus(PrivateBus::Services::REAL);
     unsetenv("LOUIS_TABLEPATH");
     expectComplaintWith(run({"x"}), 1, "liblouis-data");
     expectComplaintWith(run({"-t", "en-ueb-g2.ctb", "x"}), 1, "liblouis-data");
-    rmdir(none.c_str());
 }
 
 TEST(BrltranslateWithoutAnything, SaysHowToStartTheService)

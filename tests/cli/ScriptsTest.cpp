@@ -1,10 +1,10 @@
 #include "Brltranslate.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <systemd/sd-bus.h>
 
-#include <cstdlib>
 #include <fcntl.h>
 #include <filesystem>
 #include <fstream>
@@ -121,14 +121,7 @@ TEST(MeasureProfiles, SaysHowItIsUsed)
 class TheCheckOfProfiles : public testing::Test
 {
 protected:
-    TheCheckOfProfiles()
-    {
-        std::string name = testing::TempDir() + "measured-XXXXXX";
-        build = mkdtemp(name.data());
-        std::filesystem::create_directory(build / "benchmarks");
-    }
-
-    ~TheCheckOfProfiles() override { std::filesystem::remove_all(build); }
+    TheCheckOfProfiles() { std::filesystem::create_directory(build / "benchmarks"); }
 
     /** What it says of the figures of the first version there after an edit by sed. */
     Outcome of(const std::string& edit) const
@@ -142,7 +135,8 @@ protected:
         return Command{{SCRIPTS + "measure-profiles", "--check"}, "", {{"BUILD_DIR", build}}}.run();
     }
 
-    std::filesystem::path build;
+    TemporaryFolder temporary;
+    std::filesystem::path build = temporary.path();
 };
 
 TEST_F(TheCheckOfProfiles, PassesWithTheFiguresOfTheDocument)
@@ -212,14 +206,6 @@ std::string restOf(int descriptor)
 class Steps : public testing::Test
 {
 protected:
-    Steps()
-    {
-        std::string name = testing::TempDir() + "steps-XXXXXX";
-        logs = mkdtemp(name.data());
-    }
-
-    ~Steps() override { std::filesystem::remove_all(logs); }
-
     Outcome of(const std::string& commands) const
     {
         return Command{{"bash", "-c",
@@ -230,7 +216,8 @@ protected:
             .run();
     }
 
-    std::filesystem::path logs;
+    TemporaryFolder temporary;
+    std::filesystem::path logs = temporary.path();
 };
 
 TEST_F(Steps, PrintOnlyTheirSummaryIfTheyPass)

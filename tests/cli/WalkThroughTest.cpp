@@ -1,13 +1,12 @@
 #include "Brltranslate.h"
 #include "support/PrivateBus.h"
+#include "support/TemporaryFolder.h"
 #include "support/Terminal.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <fstream>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -84,9 +83,6 @@ std::string joined(const std::vector<std::string>& lines)
 class TheWalkThrough : public testing::Test
 {
 protected:
-    TheWalkThrough() { require(mkdtemp(home.data()) != nullptr); }
-    ~TheWalkThrough() override { Command{{"rm", "-r", home}}.run(); }
-
     /** Does all steps in one shell, and returns what each has printed. */
     std::vector<std::vector<std::string>> perform(const std::vector<Step>& script) const
     {
@@ -110,14 +106,8 @@ protected:
         return outputs;
     }
 
-    std::string home = "/tmp/walkthrough-XXXXXX";
-
-private:
-    static void require(bool isTrue)
-    {
-        if (!isTrue)
-            throw std::runtime_error("mkdtemp");
-    }
+    TemporaryFolder temporary;
+    std::string home = temporary.path();
 };
 
 /** The picture of the view without the one thing that differs from time to time. */

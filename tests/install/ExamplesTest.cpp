@@ -1,18 +1,16 @@
 #include "support/Command.h"
+#include "support/FileContent.h"
 #include "support/PrivateBus.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <string>
 
 namespace {
 
-std::string contentOf(const std::string& path)
+std::string document(const std::string& path)
 {
-    std::ifstream file(TEST_SOURCE_FOLDER "/docs/" + path);
-    return {std::istreambuf_iterator<char>(file), {}};
+    return contentOf(TEST_SOURCE_FOLDER "/docs/" + path);
 }
 
 class AnExampleOfTheReference : public testing::TestWithParam<std::string>
@@ -31,12 +29,12 @@ TEST_P(AnExampleOfTheReference, PrintsWhatTheReferenceSays)
         Command{{TEST_BUILD_FOLDER "/tests/install/example-" + GetParam()}}.run();
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(outcome.errors, "");
-    EXPECT_EQ(outcome.output, contentOf("examples/" + GetParam() + ".out"));
+    EXPECT_EQ(outcome.output, document("examples/" + GetParam() + ".out"));
 }
 
 TEST_P(AnExampleOfTheReference, IsShownThereWithItsOutput)
 {
     const std::string shown =
         "@include " + GetParam() + ".cpp\n@verbinclude " + GetParam() + ".out\n";
-    EXPECT_NE(contentOf("reference/examples.md").find(shown), std::string::npos) << shown;
+    EXPECT_NE(document("reference/examples.md").find(shown), std::string::npos) << shown;
 }

@@ -1,10 +1,11 @@
 #include "support/Command.h"
+#include "support/FileContent.h"
 #include "support/PrivateBus.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -17,8 +18,7 @@ namespace {
 
 std::string readme()
 {
-    std::ifstream file(TEST_SOURCE_FOLDER "/README.md");
-    return {std::istreambuf_iterator<char>(file), {}};
+    return contentOf(TEST_SOURCE_FOLDER "/README.md");
 }
 
 /** A block of the README begins like this, and is this. */
@@ -47,12 +47,11 @@ TEST(TheReadme, ShowsWhatTheTranslateCommandPrints)
 TEST(TheReadme, ShowsHowTheTestCommandEnds)
 {
     // Two tests of nothing, since this is one of those that the command runs.
-    std::string build = "/tmp/two-tests-XXXXXX";
-    ASSERT_NE(mkdtemp(build.data()), nullptr);
-    std::ofstream(build + "/CTestTestfile.cmake") << "add_test(One true)\nadd_test(Other true)\n";
+    const TemporaryFolder folder;
+    const std::filesystem::path build = folder.path();
+    std::ofstream(build / "CTestTestfile.cmake") << "add_test(One true)\nadd_test(Other true)\n";
     const Outcome outcome =
         Command{{TEST_SOURCE_FOLDER "/scripts/test"}, "", {{"BUILD_DIR", build}}}.run();
-    std::filesystem::remove_all(build);
     EXPECT_EQ(outcome.status, 0) << outcome.errors;
     // Each test has a line, also where the output is no terminal.
     EXPECT_THAT(outcome.output, AllOf(HasSubstr("1/2 Test #"), HasSubstr("2/2 Test #")));

@@ -1,9 +1,9 @@
 #include "support/Command.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -17,14 +17,7 @@ namespace {
 class AMachine : public testing::Test
 {
 protected:
-    AMachine()
-    {
-        std::string name = std::filesystem::temp_directory_path() / "sdbus-versions-XXXXXX";
-        folder = mkdtemp(name.data());
-        addPackage("libsystemd", "252");
-    }
-
-    ~AMachine() override { std::filesystem::remove_all(folder); }
+    AMachine() { addPackage("libsystemd", "252"); }
 
     void addPackage(const std::string& name, const std::string& version) const
     {
@@ -47,7 +40,8 @@ protected:
         return outcome.output + outcome.errors;
     }
 
-    std::filesystem::path folder;
+    TemporaryFolder temporary;
+    std::filesystem::path folder = temporary.path();
 };
 
 std::string refusal(const std::string& found)

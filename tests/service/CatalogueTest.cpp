@@ -2,9 +2,10 @@
 
 #include <service/Tables.h>
 
+#include "support/TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <set>
@@ -39,14 +40,6 @@ bool describesItself(const std::string& table)
 class MadeCatalogue : public testing::Test
 {
 protected:
-    MadeCatalogue()
-    {
-        std::string name = testing::TempDir() + "tables-XXXXXX";
-        folder = mkdtemp(name.data());
-    }
-
-    ~MadeCatalogue() override { std::filesystem::remove_all(folder); }
-
     void add(const std::string& file, const std::string& content)
     {
         const std::filesystem::path path = folder / file;
@@ -71,7 +64,8 @@ protected:
         return catalogue().translators().front().grade;
     }
 
-    std::filesystem::path folder;
+    TemporaryFolder temporary;
+    std::filesystem::path folder = temporary.path();
     std::vector<std::string> tables;
 };
 

@@ -1,10 +1,11 @@
 #include <service/Configuration.h>
 
+#include "support/TemporaryFolder.h"
+
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -32,15 +33,6 @@ const std::string SMALLEST = "default = \"en\"\n[profile.en]\n" + PROFILE;
 class AConfiguration : public testing::Test
 {
 protected:
-    AConfiguration()
-    {
-        std::string name = testing::TempDir() + "configuration-XXXXXX";
-        folder = mkdtemp(name.data());
-        file = folder / "file.toml";
-    }
-
-    ~AConfiguration() override { std::filesystem::remove_all(folder); }
-
     Configuration read(const std::string& content) const
     {
         std::ofstream(file) << content;
@@ -66,8 +58,9 @@ protected:
         return "none";
     }
 
-    std::filesystem::path folder;
-    std::filesystem::path file;
+    TemporaryFolder temporary;
+    std::filesystem::path folder = temporary.path();
+    std::filesystem::path file = folder / "file.toml";
 };
 
 } // namespace

@@ -1,9 +1,11 @@
 #include "support/Command.h"
 #include "support/Ending.h"
 #include "support/Environment.h"
+#include "support/FileContent.h"
 #include "support/Gdbus.h"
 #include "support/PrivateBus.h"
 #include "support/ServiceProcess.h"
+#include "support/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -69,14 +71,10 @@ class TablesOfATest : public testing::Test
 protected:
     TablesOfATest()
     {
-        std::string name = testing::TempDir() + "tables-XXXXXX";
-        folder = mkdtemp(name.data());
         for (const char* table : {"good.utb", "other.utb"})
             std::ofstream(folder / table) << "#+type:computer\nspace \\s 0\nlowercase a 1\n";
         tables.emplace("LOUIS_TABLEPATH", folder.c_str());
     }
-
-    ~TablesOfATest() override { std::filesystem::remove_all(folder); }
 
     /** The name of a file with these profiles, of which the one named x is the default. */
     std::string fileWith(const std::string& profiles) const
@@ -85,7 +83,8 @@ protected:
         return folder / "file.toml";
     }
 
-    std::filesystem::path folder;
+    TemporaryFolder temporary;
+    std::filesystem::path folder = temporary.path();
     std::optional<ScopedVariable> tables;
 };
 
@@ -146,8 +145,7 @@ TEST(TheServiceProgram, PrintsHelpAndVersionWhenAsked)
 TEST(TheServiceProgram, HasNoOptionThatItsReferenceDoesNotName)
 {
     const std::string help = run({"--help"}).output;
-    std::ifstream file(TEST_SOURCE_FOLDER "/docs/service.md");
-    const std::string reference{std::istreambuf_iterator<char>(file), {}};
+    const std::string reference = contentOf(TEST_SOURCE_FOLDER "/docs/service.md");
     std::istringstream words(help);
     std::size_t count = 0;
     for (std::string word; words >> word;) {

@@ -1,18 +1,8 @@
 #include "Contract.h"
 
-#include <fstream>
-#include <iterator>
+#include "FileContent.h"
+
 #include <pugixml.hpp>
-
-namespace {
-
-std::string readContract()
-{
-    std::ifstream file(TEST_CONTRACT);
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-} // namespace
 
 Methods methodsOf(const std::string& xml)
 {
@@ -33,6 +23,6 @@ Methods methodsOf(const std::string& xml)
 
 const Methods& contract()
 {
-    static const Methods methods = methodsOf(readContract());
+    static const Methods methods = methodsOf(contentOf(TEST_CONTRACT));
     return methods;
 }

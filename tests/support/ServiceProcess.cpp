@@ -1,5 +1,6 @@
 #include "ServiceProcess.h"
 
+#include "FileContent.h"
 #include "HostProcess.h"
 #include "Process.h"
 
@@ -20,12 +21,6 @@
 namespace {
 
 constexpr const char* PROGRAM = TEST_BUILD_FOLDER "/service/brailletranslatord";
-
-std::string contentOf(const std::string& file)
-{
-    std::ifstream stream(file);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
 
 [[noreturn]] void execute(pid_t parent, int log, const std::vector<std::string>& words)
 {
